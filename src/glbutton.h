@@ -1,0 +1,39 @@
+#pragma once
+
+#include "glwidget.h"
+#include "signalslot.h"
+
+#include <string>
+
+// A push button.
+class GLButton : public GLWidget
+{
+public:
+    // The caption.
+    std::string Label;
+    // Raised when the button is pressed (mouse, or Enter/space while focused).
+    Signal<> Clicked;
+
+    // Presses the button.
+    void Click() const { Clicked.emit(); }
+
+    bool AcceptsFocus() const override { return true; }
+    bool HandleKey(GLKey Key, GLModifiers Mods) override
+    {
+        if (Key == GLKey::Enter && !Mods.bAlt && !Mods.bCtrl)
+        {
+            Click();
+            return true;
+        }
+        return false;
+    }
+    bool HandleText(const char* Utf8, double /*NowSeconds*/) override
+    {
+        if (Utf8 != nullptr && Utf8[0] == ' ' && Utf8[1] == '\0')
+        {
+            Click();
+            return true;
+        }
+        return false;
+    }
+};

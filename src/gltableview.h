@@ -1,0 +1,71 @@
+#pragma once
+
+#include "gltablemodel.h"
+#include "glwidget.h"
+#include "signalslot.h"
+
+#include <memory>
+#include <string>
+
+// A table of rows from a shared GLTableModel with file-manager selection behaviour:
+// click, shift-click ranges, keyboard movement, activation and type-ahead.
+class GLTableView : public GLWidget
+{
+public:
+    // The rows shown; shared with the code that fills them.
+    std::shared_ptr<GLTableModel> Model;
+
+    // Row with the keyboard focus; -1 for none.
+    int FocusedRow = -1;
+    // The selected (clicked) row; -1 for none.
+    int SelectedRow = -1;
+    // A shift-click range is in force.
+    bool bRangeSelection = false;
+    // The end of the range where it began.
+    int RangeAnchorRow = -1;
+    // The other end of the range; either end may be the lower one.
+    int RangeEndRow = -1;
+
+    // First row shown, kept so that keyboard moves leave FocusedRow in view.
+    int TopRow = 0;
+    // How many rows fit in the view; written by layout, used for Page Up/Down.
+    int PageRows = 10;
+    // Set when a keyboard move wants FocusedRow brought into view; a backend that
+    // scrolls on its own clears it once it has done so.
+    bool bScrollToFocus = false;
+    // Typed prefix for type-ahead, and when its last character came.
+    std::string TypeAheadText;
+    double TypeAheadLastTime = -1.0;
+    // Pause after which a typed character starts a new prefix.
+    static constexpr double TypeAheadResetSeconds = 1.0;
+
+    // Raised after every change of the selection fields.
+    Signal<> SelectionChanged;
+    // Raised when a row is activated (double-click or Enter), with its index.
+    Signal<int> RowActivated;
+
+    // Number of rows in the model (0 without one).
+    int RowCount() const;
+    // Whether a row is highlighted: the selected row or inside an active range.
+    bool IsRowHighlighted(int Row) const;
+
+    // A click on a row: selects and focuses it and anchors a range there. With Shift,
+    // selects the range from the anchor to the row. A row outside the model clears the selection.
+    void ClickRow(int Row, GLModifiers Mods);
+    // A double-click: selects the row as a click would, then activates it.
+    void DoubleClickRow(int Row);
+    // Drops the selection and any range.
+    void ClearSelection();
+    // Scrolls by whole rows (mouse wheel); the selection is untouched.
+    void ScrollBy(int Rows);
+
+    bool AcceptsFocus() const override { return true; }
+    // Up, Down, Page Up/Down, Home, End move (with Shift they extend the range); Enter activates.
+    bool HandleKey(GLKey Key, GLModifiers Mods) override;
+    // Printable text jumps to the next row whose first cell starts with the typed prefix.
+    bool HandleText(const char* Utf8, double NowSeconds) override;
+
+private:
+    void MoveTo(int Row, bool bExtend);
+    void KeepInView(int Row);
+};

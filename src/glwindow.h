@@ -1,0 +1,67 @@
+#pragma once
+
+#include "glwidget.h"
+#include "signalslot.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+class GLChildWindow;
+
+// Sizes a window lays its widgets out with: pixels for a window system, cells for a terminal.
+struct GLMetrics
+{
+    float LineHeight = 20.0F;
+    float CharWidth = 8.0F;
+    float Spacing = 6.0F;
+};
+
+// A widget that owns a tree of child widgets, manages keyboard focus among them and can be
+// hosted in a GLChildWindow.
+class GLWindow : public GLWidget
+{
+public:
+    // The window that hosts this one; may be null.
+    GLChildWindow* HostWindow = nullptr;
+    // When true, finishing the dialog hides HostWindow.
+    bool bHideHostOnFinish = false;
+
+    // Owned children, in Tab order.
+    std::vector<std::unique_ptr<GLWidget>> Children;
+    // The child with keyboard focus; null for none.
+    GLWidget* FocusedWidget = nullptr;
+    // Units the layout works in.
+    GLMetrics Metrics;
+    // Raised with keys that no child consumed.
+    Signal<GLKey, GLModifiers> KeyPressed;
+
+    // Creates a child widget owned by this window.
+    template <typename T> T* AddChild()
+    {
+        auto child = std::make_unique<T>();
+        T* raw = child.get();
+        Children.push_back(std::move(child));
+        return raw;
+    }
+
+    // Gives keyboard focus to a child (null clears it).
+    void SetFocus(GLWidget* Widget) { FocusedWidget = Widget; }
+    // Moves focus to the next (or previous) child that accepts it.
+    void FocusNext(bool bBackward);
+    // Sets the window's rectangle and lays the children out again.
+    void SetBounds(const GLRect& NewBounds);
+    // Sets the layout units and lays the children out again.
+    void SetMetrics(const GLMetrics& NewMetrics);
+    // Places the children inside Bounds.
+    virtual void Layout() {}
+    // The title a host should show for this window.
+    virtual std::string WindowTitle() const { return {}; }
+
+    bool AcceptsFocus() const override { return false; }
+    // Tab moves focus; other keys go to the focused child, then to KeyPressed.
+    bool HandleKey(GLKey Key, GLModifiers Mods) override;
+    // Text goes to the focused child.
+    bool HandleText(const char* Utf8, double NowSeconds) override;
+};
