@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs the Debian packages a profile needs, only when some are missing.
+#   scripts/deps.sh run    build and run the chooser
+#   scripts/deps.sh test   build and run every test (window and terminal end-to-end included)
+#   scripts/deps.sh bench  build and run the benchmarks
+set -euo pipefail
+
+run_pkgs=(g++ cmake ninja-build pkg-config libimgui-dev libglfw3-dev libgl-dev libncurses-dev fonts-dejavu-core)
+test_pkgs=("${run_pkgs[@]}" clang libgtest-dev libgmock-dev xvfb xauth libgl1-mesa-dri xdotool x11-utils
+           imagemagick tmux clang-format clang-tidy git)
+bench_pkgs=("${run_pkgs[@]}" libbenchmark-dev)
+
+case "${1:-run}" in
+  run) wanted=("${run_pkgs[@]}") ;;
+  test) wanted=("${test_pkgs[@]}") ;;
+  bench) wanted=("${bench_pkgs[@]}") ;;
+  *) echo "usage: $0 run|test|bench" >&2; exit 2 ;;
+esac
+
+missing=()
+for pkg in "${wanted[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$pkg")
+  fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing: ${missing[*]}" >&2
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "need root (or sudo) to install: ${missing[*]}" >&2; exit 1; }
+  as_root=(sudo)
+fi
+export DEBIAN_FRONTEND=noninteractive
+"${as_root[@]}" apt-get update -qq >&2
+"${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
