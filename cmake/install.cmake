@@ -1,0 +1,46 @@
+# Install rules: the library, its headers under include/glfiledialog, a CMake package
+# (glfiledialog::glfiledialog) and a pkg-config file. Off by default when embedded; a parent
+# that installs its own targets linking ours (or builds shared) turns it on.
+option(GLFD_INSTALL "Generate the install rules" ${GLFD_TOP_LEVEL})
+if(NOT GLFD_INSTALL)
+  return()
+endif()
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(GLFD_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/glfiledialog)
+set(GLFD_PKGCONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# PUBLIC_HEADER names are relative to the library's folder, but install(TARGETS) resolves
+# them against the folder that calls it, so they are made absolute first.
+get_target_property(GLFD_HEADER_BASE glfiledialog SOURCE_DIR)
+get_target_property(GLFD_HEADER_NAMES glfiledialog PUBLIC_HEADER)
+set(GLFD_HEADERS)
+foreach(header IN LISTS GLFD_HEADER_NAMES)
+  cmake_path(ABSOLUTE_PATH header BASE_DIRECTORY ${GLFD_HEADER_BASE})
+  list(APPEND GLFD_HEADERS ${header})
+endforeach()
+set_property(TARGET glfiledialog PROPERTY PUBLIC_HEADER ${GLFD_HEADERS})
+
+install(TARGETS glfiledialog EXPORT glfiledialogTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/glfiledialog)
+install(EXPORT glfiledialogTargets NAMESPACE glfiledialog:: DESTINATION ${GLFD_CMAKE_DIR})
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/glfiledialogConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/glfiledialogConfig.cmake INSTALL_DESTINATION ${GLFD_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/glfiledialogConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/glfiledialogConfig.cmake ${PROJECT_BINARY_DIR}/glfiledialogConfigVersion.cmake
+  DESTINATION ${GLFD_CMAKE_DIR})
+
+# The .pc file finds the prefix from its own location, so `cmake --install --prefix` and
+# DESTDIR installs stay usable without reconfiguring.
+file(RELATIVE_PATH GLFD_PC_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" GLFD_PC_PREFIX "${GLFD_PC_PREFIX}")
+file(RELATIVE_PATH GLFD_PC_LIBDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+file(RELATIVE_PATH GLFD_PC_INCLUDEDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+configure_file(${CMAKE_CURRENT_LIST_DIR}/glfiledialog.pc.in ${PROJECT_BINARY_DIR}/glfiledialog.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/glfiledialog.pc DESTINATION ${GLFD_PKGCONFIG_DIR})
