@@ -17,7 +17,9 @@ public:
     // Presses the button.
     void Click() const { Clicked.emit(); }
 
+    // Buttons take part in Tab order.
     bool AcceptsFocus() const override { return true; }
+    // Enter presses the button.
     bool HandleKey(GLKey Key, GLModifiers Mods) override
     {
         if (Key == GLKey::Enter && !Mods.bAlt && !Mods.bCtrl)
@@ -27,6 +29,7 @@ public:
         }
         return false;
     }
+    // Space presses the button.
     bool HandleText(const char* Utf8, double /*NowSeconds*/) override
     {
         if (Utf8 != nullptr && Utf8[0] == ' ' && Utf8[1] == '\0')

@@ -1,6 +1,25 @@
 #include "glfiledialogpanel.h"
 
 #include <algorithm>
+#include <cmath>
+
+namespace
+{
+
+// Row numbers mean nothing in another folder: a range or scroll position left over from the
+// old listing would point at unrelated entries (and Open would accept them). The listing
+// operations leave those fields alone, so every action that can change the folder runs here.
+template <typename Action> void RunNavigation(GLFileDialogPanel& Panel, Action&& Act)
+{
+    const std::string before = Panel.CurrentDirectory;
+    Act();
+    if (Panel.FileTable != nullptr && Panel.CurrentDirectory != before)
+    {
+        Panel.FileTable->ResetView();
+    }
+}
+
+} // namespace
 
 GLFileDialogPanel::GLFileDialogPanel()
 {
@@ -32,11 +51,33 @@ void GLFileDialogPanel::WireEvents()
 {
     // Slots look the widgets up through the members at call time, so an owner that
     // detaches a widget (sets its pointer to null) is honoured.
-    FileTable->RowActivated.connect([this](int /*Row*/) { EnterSelectedEntry(); });
-    FileTable->SelectionChanged.connect([this] { SyncSelectionFromTable(); });
-    LocationInput->Submitted.connect([this] { NavigateFromLocationInput(true); });
+    FileTable->RowActivated.connect([this](int /*Row*/)
+                                    { RunNavigation(*this, [this] { EnterSelectedEntry(); }); });
+    FileTable->SelectionChanged.connect(
+        [this]
+        {
+            // Only multiple-file mode accepts a range; elsewhere a shift move selects one row, so
+            // that what is highlighted is what Open takes.
+            if (FileTable != nullptr && FileTable->bRangeSelection &&
+                CurrentMode != SelectionMode::OpenMultipleFiles)
+            {
+                FileTable->DropRange();
+            }
+            SyncSelectionFromTable();
+        });
+    LocationInput->Submitted.connect(
+        [this]
+        {
+            // Enter acts on the typed text, which may name a file to accept at once: a range left
+            // in the table must not be what gets accepted instead.
+            if (FileTable != nullptr)
+            {
+                FileTable->DropRange();
+            }
+            RunNavigation(*this, [this] { NavigateFromLocationInput(true); });
+        });
     LocationInput->TextChanged.connect([this](const std::string& /*Text*/) { OnLocationEdited(); });
-    UpButton->Clicked.connect([this] { NavigateToParent(); });
+    UpButton->Clicked.connect([this] { RunNavigation(*this, [this] { NavigateToParent(); }); });
     AcceptButton->Clicked.connect([this] { OpenSelectedPath(); });
     CancelButton->Clicked.connect([this] { CancelDialog(); });
     KeyPressed.connect([this](GLKey Key, GLModifiers Mods) { OnKeyPressed(Key, Mods); });
@@ -61,13 +102,10 @@ void GLFileDialogPanel::OnKeyPressed(GLKey Key, GLModifiers Mods)
     {
         CancelDialog();
     }
-    else if (Key == GLKey::Up && Mods.bAlt)
+    else if ((Key == GLKey::Up && Mods.bAlt) ||
+             (Key == GLKey::Backspace && FileTable != nullptr && FocusedWidget == FileTable))
     {
-        NavigateToParent();
-    }
-    else if (Key == GLKey::Backspace && FileTable != nullptr && FocusedWidget == FileTable)
-    {
-        NavigateToParent();
+        RunNavigation(*this, [this] { NavigateToParent(); });
     }
 }
 
@@ -78,43 +116,62 @@ std::string GLFileDialogPanel::WindowTitle() const
 
 void GLFileDialogPanel::Layout()
 {
-    const float gap = Metrics.Spacing;
-    const float hgap = std::max(Metrics.Spacing, Metrics.CharWidth);
-    const float line = Metrics.LineHeight;
+    const float gap = std::max(0.0F, Metrics.Spacing);
+    const float hgap = std::max(gap, Metrics.CharWidth);
+    const float line = std::max(0.0F, Metrics.LineHeight);
     const float left = Bounds.X + gap;
     const float width = std::max(0.0F, Bounds.Width - 2.0F * gap);
-    const float buttonWidth = Metrics.CharWidth * 10.0F;
-    const float upWidth = Metrics.CharWidth * 6.0F;
+    // Narrow panels shrink the buttons instead of letting them overlap (whole units, so that
+    // a terminal's cells do not round them into each other).
+    const float buttonWidth =
+        std::min(Metrics.CharWidth * 10.0F, std::floor(std::max(0.0F, width - hgap) / 2.0F));
+    const float upWidth = std::min(Metrics.CharWidth * 6.0F, std::floor(width / 4.0F));
 
-    float top = Bounds.Y + gap;
-    const auto place = [](GLWidget* Widget, float X, float Y, float W, float H) {
+    const auto place = [](GLWidget* Widget, float X, float Y, float W, float H)
+    {
         if (Widget != nullptr)
         {
             Widget->Bounds = GLRect{X, Y, std::max(0.0F, W), std::max(0.0F, H)};
         }
     };
 
+    float top = Bounds.Y + gap;
     place(TitleLabel, left, top, width, line);
     top += line + gap;
     place(UpButton, left, top, upWidth, line);
     place(LocationInput, left + upWidth + hgap, top, width - upWidth - hgap, line);
     top += line + gap;
 
-    // From the bottom up: buttons, status, hint.
-    float bottom = Bounds.Y + Bounds.Height - gap;
-    const float buttonsTop = bottom - line;
-    place(AcceptButton, left + width - buttonWidth, buttonsTop, buttonWidth, line);
-    place(CancelButton, left + width - 2.0F * buttonWidth - hgap, buttonsTop, buttonWidth, line);
-    bottom = buttonsTop - gap;
-    place(StatusLabel, left, bottom - line, width, line);
-    bottom -= line + gap;
-    place(HintLabel, left, bottom - line, width, line);
-    bottom -= line + gap;
+    // Below the table: hint, status, buttons. When the table would not fit its header and
+    // one row, the hint is hidden and its line goes to the table.
+    const float bottom = Bounds.Y + Bounds.Height - gap;
+    const float statusAndButtons = 2.0F * line + gap;
+    const bool bHint = HintLabel != nullptr && bottom - top - statusAndButtons - gap >= 3.0F * line + gap;
+    if (HintLabel != nullptr)
+    {
+        HintLabel->bShown = bHint;
+    }
+    const float below = statusAndButtons + (bHint ? line + gap : 0.0F);
+    const float tableHeight = std::max(0.0F, bottom - top - below - gap);
+    place(FileTable, left, top, width, tableHeight);
 
-    place(FileTable, left, top, width, bottom - top);
+    // Stacked downwards from the table, so that a panel too short for everything pushes the
+    // last rows past its edge rather than over each other.
+    float y = top + tableHeight + gap;
+    if (bHint)
+    {
+        place(HintLabel, left, y, width, line);
+        y += line + gap;
+    }
+    place(StatusLabel, left, y, width, line);
+    y += line + gap;
+    place(AcceptButton, left + width - buttonWidth, y, buttonWidth, line);
+    place(CancelButton, left + width - 2.0F * buttonWidth - hgap, y, buttonWidth, line);
+
     if (FileTable != nullptr && line > 0.0F)
     {
         // One line goes to the header row.
-        FileTable->PageRows = std::max(1, static_cast<int>(FileTable->Bounds.Height / line) - 1);
+        FileTable->PageRows = std::max(1, static_cast<int>(tableHeight / line) - 1);
+        FileTable->ScrollBy(0); // a taller view may now show the last rows from a smaller TopRow
     }
 }

@@ -1,18 +1,49 @@
 #include "gltableview.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace
 {
 
+// ASCII-only folding: the byte-wise tolower of some locales would corrupt UTF-8 names.
 std::string LowerAscii(std::string Text)
 {
     for (char& c : Text)
     {
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        if (c >= 'A' && c <= 'Z')
+        {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
     }
     return Text;
+}
+
+// Length in bytes of the UTF-8 character that starts the text (0 for an empty text).
+std::size_t FirstCharLength(const std::string& Text)
+{
+    std::size_t length = Text.empty() ? 0 : 1;
+    while (length < Text.size() && (static_cast<unsigned char>(Text[length]) & 0xC0U) == 0x80U)
+    {
+        ++length;
+    }
+    return length;
+}
+
+// Whether the text is one character typed one or more times.
+bool IsOneCharRepeated(const std::string& Text, std::size_t CharLength)
+{
+    if (CharLength == 0 || Text.size() % CharLength != 0)
+    {
+        return false;
+    }
+    for (std::size_t at = CharLength; at < Text.size(); at += CharLength)
+    {
+        if (Text.compare(at, CharLength, Text, 0, CharLength) != 0)
+        {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace
@@ -20,6 +51,16 @@ std::string LowerAscii(std::string Text)
 int GLTableView::RowCount() const
 {
     return Model ? Model->RowCount() : 0;
+}
+
+int GLTableView::CurrentRow() const
+{
+    const int rows = RowCount();
+    if (SelectedRow >= 0 && SelectedRow < rows)
+    {
+        return SelectedRow;
+    }
+    return FocusedRow >= 0 && FocusedRow < rows ? FocusedRow : -1;
 }
 
 bool GLTableView::IsRowHighlighted(int Row) const
@@ -37,7 +78,8 @@ bool GLTableView::IsRowHighlighted(int Row) const
 
 void GLTableView::ClearSelection()
 {
-    if (SelectedRow == -1 && FocusedRow == -1 && !bRangeSelection && RangeAnchorRow == -1 && RangeEndRow == -1)
+    if (SelectedRow == -1 && FocusedRow == -1 && !bRangeSelection && RangeAnchorRow == -1 &&
+        RangeEndRow == -1)
     {
         return;
     }
@@ -47,6 +89,22 @@ void GLTableView::ClearSelection()
     RangeAnchorRow = -1;
     RangeEndRow = -1;
     SelectionChanged.emit();
+}
+
+void GLTableView::DropRange()
+{
+    bRangeSelection = false;
+    RangeAnchorRow = CurrentRow();
+    RangeEndRow = RangeAnchorRow;
+}
+
+void GLTableView::ResetView()
+{
+    DropRange();
+    TypeAheadText.clear();
+    TypeAheadLastTime = -1.0;
+    TopRow = 0;
+    KeepInView(std::max(0, CurrentRow()));
 }
 
 void GLTableView::MoveTo(int Row, bool bExtend)
@@ -66,12 +124,14 @@ void GLTableView::MoveTo(int Row, bool bExtend)
 
     if (bExtend)
     {
-        // The anchor is where the last plain click or move left it; failing that, where we were.
-        int anchor = RangeAnchorRow;
+        // A range in force keeps its anchor; otherwise it starts at the row the user sees as
+        // current. The stored anchor alone may be stale: the program moves or clears the
+        // selected row (new listing, mode change) without touching it.
+        int anchor = bRangeSelection ? RangeAnchorRow : -1;
         if (anchor < 0 || anchor >= rows)
         {
-            const int current = SelectedRow >= 0 ? SelectedRow : FocusedRow;
-            anchor = (current >= 0 && current < rows) ? current : Row;
+            const int current = CurrentRow();
+            anchor = current >= 0 ? current : Row;
         }
         RangeAnchorRow = anchor;
         RangeEndRow = Row;
@@ -142,9 +202,7 @@ bool GLTableView::HandleKey(GLKey Key, GLModifiers Mods)
         return false;
     }
     const int rows = RowCount();
-    const int current = SelectedRow >= 0 && SelectedRow < rows ? SelectedRow
-                        : FocusedRow >= 0 && FocusedRow < rows ? FocusedRow
-                                                               : -1;
+    const int current = CurrentRow();
     const int page = std::max(1, PageRows);
     int target = 0;
     switch (Key)
@@ -173,11 +231,12 @@ bool GLTableView::HandleKey(GLKey Key, GLModifiers Mods)
     default:
         return false;
     }
+    TypeAheadText.clear();
     if (rows == 0)
     {
+        ClearSelection();
         return true;
     }
-    TypeAheadText.clear();
     target = std::clamp(target, 0, rows - 1);
     MoveTo(target, Mods.bShift);
     KeepInView(target);
@@ -186,7 +245,16 @@ bool GLTableView::HandleKey(GLKey Key, GLModifiers Mods)
 
 bool GLTableView::HandleText(const char* Utf8, double NowSeconds)
 {
-    if (Utf8 == nullptr || static_cast<unsigned char>(Utf8[0]) < 0x20U || Utf8[0] == 0x7F)
+    std::string typed;
+    for (const char* c = Utf8; c != nullptr && *c != '\0'; ++c)
+    {
+        const auto byte = static_cast<unsigned char>(*c);
+        if (byte >= 0x20U && byte != 0x7FU)
+        {
+            typed.push_back(*c);
+        }
+    }
+    if (typed.empty())
     {
         return false;
     }
@@ -195,7 +263,7 @@ bool GLTableView::HandleText(const char* Utf8, double NowSeconds)
         TypeAheadText.clear();
     }
     TypeAheadLastTime = NowSeconds;
-    TypeAheadText += LowerAscii(Utf8);
+    TypeAheadText += LowerAscii(typed);
 
     const int rows = RowCount();
     if (rows == 0)
@@ -203,18 +271,15 @@ bool GLTableView::HandleText(const char* Utf8, double NowSeconds)
         return true;
     }
     // Repeating one character cycles through the names that start with it.
-    std::string prefix = TypeAheadText;
-    const bool bRepeated = prefix.find_first_not_of(prefix[0]) == std::string::npos;
-    if (bRepeated && prefix.size() > 1)
-    {
-        prefix.resize(1);
-    }
-    const int current = SelectedRow >= 0 && SelectedRow < rows ? SelectedRow : FocusedRow;
+    const std::size_t firstLength = FirstCharLength(TypeAheadText);
+    const bool bOneChar = IsOneCharRepeated(TypeAheadText, firstLength);
+    const std::string prefix = bOneChar ? TypeAheadText.substr(0, firstLength) : TypeAheadText;
+    const int current = CurrentRow();
     // A new or cycling prefix starts after the current row; a growing one may stay on it.
-    const int start = (prefix.size() == 1 || current < 0) ? current + 1 : current;
+    const int start = bOneChar ? current + 1 : std::max(0, current);
     for (int step = 0; step < rows; ++step)
     {
-        const int row = ((start + step) % rows + rows) % rows;
+        const int row = (start + step) % rows;
         const std::string* name = Model->CellAt(row, 0);
         if (name != nullptr && LowerAscii(name->substr(0, prefix.size())) == prefix)
         {

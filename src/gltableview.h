@@ -30,8 +30,8 @@ public:
     int TopRow = 0;
     // How many rows fit in the view; written by layout, used for Page Up/Down.
     int PageRows = 10;
-    // Set when a keyboard move wants FocusedRow brought into view; a backend that
-    // scrolls on its own clears it once it has done so.
+    // Set when the view wants TopRow applied (a keyboard move, or new rows via ResetView);
+    // a backend that scrolls on its own scrolls there, or to FocusedRow, and clears it.
     bool bScrollToFocus = false;
     // Typed prefix for type-ahead, and when its last character came.
     std::string TypeAheadText;
@@ -41,7 +41,8 @@ public:
 
     // Raised after every change of the selection fields.
     Signal<> SelectionChanged;
-    // Raised when a row is activated (double-click or Enter), with its index.
+    // Raised when a row is activated (double-click or Enter), with its index; Enter
+    // without a current row raises it with -1.
     Signal<int> RowActivated;
 
     // Number of rows in the model (0 without one).
@@ -50,7 +51,8 @@ public:
     bool IsRowHighlighted(int Row) const;
 
     // A click on a row: selects and focuses it and anchors a range there. With Shift,
-    // selects the range from the anchor to the row. A row outside the model clears the selection.
+    // selects the range from the anchor (the current row when no range is in force) to the
+    // row. A row outside the model clears the selection.
     void ClickRow(int Row, GLModifiers Mods);
     // A double-click: selects the row as a click would, then activates it.
     void DoubleClickRow(int Row);
@@ -58,14 +60,22 @@ public:
     void ClearSelection();
     // Scrolls by whole rows (mouse wheel); the selection is untouched.
     void ScrollBy(int Rows);
+    // Ends any range, anchoring at the selected row. A program-side reset: no event.
+    void DropRange();
+    // The model now holds another list (a new folder): drops the range and the typed
+    // prefix, scrolls to the top and brings the selected row into view. No event.
+    void ResetView();
 
+    // The table takes part in Tab order.
     bool AcceptsFocus() const override { return true; }
     // Up, Down, Page Up/Down, Home, End move (with Shift they extend the range); Enter activates.
     bool HandleKey(GLKey Key, GLModifiers Mods) override;
-    // Printable text jumps to the next row whose first cell starts with the typed prefix.
+    // Printable text jumps to the next row whose first cell starts with the typed prefix,
+    // ignoring ASCII case; repeating one character cycles, and a pause starts a new prefix.
     bool HandleText(const char* Utf8, double NowSeconds) override;
 
 private:
+    int CurrentRow() const;
     void MoveTo(int Row, bool bExtend);
     void KeepInView(int Row);
 };

@@ -36,9 +36,11 @@ public:
     // The user pressed Enter.
     void Submit() const { Submitted.emit(); }
 
+    // Text inputs take part in Tab order.
     bool AcceptsFocus() const override { return true; }
     // Left/Right/Home/End move the caret, Backspace/Delete edit, Enter submits.
     bool HandleKey(GLKey Key, GLModifiers Mods) override;
+    // Typed text is inserted at the caret as a user edit.
     bool HandleText(const char* Utf8, double NowSeconds) override;
 
 private:

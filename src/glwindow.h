@@ -59,6 +59,7 @@ public:
     // The title a host should show for this window.
     virtual std::string WindowTitle() const { return {}; }
 
+    // A window passes focus to its children and never holds it itself.
     bool AcceptsFocus() const override { return false; }
     // Tab moves focus; other keys go to the focused child, then to KeyPressed.
     bool HandleKey(GLKey Key, GLModifiers Mods) override;

@@ -1,0 +1,1 @@
+glfd_add_test(glfd_widgets_test widgets_test.cpp dialog_input_test.cpp)
