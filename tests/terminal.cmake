@@ -1,0 +1,5 @@
+# Unit test of the terminal backend's text handling (only when the backend is built).
+if(TARGET glfd_terminal)
+  glfd_add_test(glfd_terminal_text_test terminal_text_test.cpp)
+  target_link_libraries(glfd_terminal_text_test PRIVATE glfd_terminal)
+endif()

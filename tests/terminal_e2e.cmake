@@ -1,0 +1,13 @@
+# The chooser's terminal interface driven through tmux, one ctest case per scenario
+# (label "e2e"; skipped when tmux is missing).
+if(TARGET glfd_terminal AND TARGET glfiledialog_app)
+  find_program(GLFD_BASH bash)
+  if(GLFD_BASH)
+    foreach(scenario browse multiple typed hostile resize mouse signals notty)
+      add_test(NAME glfd_terminal_e2e_${scenario}
+               COMMAND ${GLFD_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/e2e/terminal_test.sh
+                       $<TARGET_FILE:glfiledialog_app> ${scenario})
+      set_tests_properties(glfd_terminal_e2e_${scenario} PROPERTIES LABELS e2e SKIP_RETURN_CODE 77 TIMEOUT 60)
+    endforeach()
+  endif()
+endif()
