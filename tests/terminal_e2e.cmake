@@ -7,7 +7,7 @@ if(TARGET glfd_terminal AND TARGET glfiledialog_app)
       add_test(NAME glfd_terminal_e2e_${scenario}
                COMMAND ${GLFD_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/e2e/terminal_test.sh
                        $<TARGET_FILE:glfiledialog_app> ${scenario})
-      set_tests_properties(glfd_terminal_e2e_${scenario} PROPERTIES LABELS e2e SKIP_RETURN_CODE 77 TIMEOUT 60)
+      set_tests_properties(glfd_terminal_e2e_${scenario} PROPERTIES LABELS "e2e;terminal" SKIP_RETURN_CODE 77 TIMEOUT 60)
     endforeach()
   endif()
 endif()
