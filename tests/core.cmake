@@ -1,0 +1,1 @@
+glfd_add_test(glfd_core_test signal_model_test.cpp path_format_test.cpp listing_test.cpp dialog_cycle_test.cpp)
