@@ -11,3 +11,8 @@ if(TARGET glfd_terminal AND TARGET glfiledialog_app)
     endforeach()
   endif()
 endif()
+if(TEST glfd_terminal_e2e_signals)
+  # This scenario crashes the program on purpose to see the terminal restored; in a
+  # sanitized build the sanitizer's own SEGV handler must not take that over.
+  set_tests_properties(glfd_terminal_e2e_signals PROPERTIES ENVIRONMENT "ASAN_OPTIONS=handle_segv=0")
+endif()
