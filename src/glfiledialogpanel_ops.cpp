@@ -1,5 +1,7 @@
 #include "glfiledialogpanel.h"
 
+#include "gldirectoryreader.h"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -19,26 +21,6 @@ namespace
 bool IsTrimmedByte(unsigned char Byte)
 {
     return Byte == ' ' || Byte == '\t' || Byte == '\n' || Byte == '\r';
-}
-
-// Directories first, then names compared bytewise after tolower; no further tie-break.
-bool EntryComesBefore(const GLFileDialogPanel::FileEntry& A, const GLFileDialogPanel::FileEntry& B)
-{
-    if (A.bDirectory != B.bDirectory)
-    {
-        return A.bDirectory;
-    }
-    std::string a = A.Name;
-    std::string b = B.Name;
-    for (char& c : a)
-    {
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
-    for (char& c : b)
-    {
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
-    return a < b;
 }
 
 // Weakly canonical form of Path, or its lexically normal form when that cannot be computed.
@@ -111,7 +93,6 @@ void GLFileDialogPanel::EnsureUiUpToDate()
         return;
     }
     bNeedsRefresh = false;
-    Entries.clear();
 
     if (CurrentDirectory.empty())
     {
@@ -129,12 +110,14 @@ void GLFileDialogPanel::EnsureUiUpToDate()
         dirPath = fs::absolute(dirPath, ec);
     }
     const fs::path canonicalDir = fs::weakly_canonical(dirPath, ec);
+    const bool bCanonical = !ec;
     CurrentDirectory = ec ? dirPath.lexically_normal().native() : canonicalDir.native();
 
     ec.clear();
     const bool bAvailable = fs::exists(CurrentDirectory, ec) && fs::is_directory(CurrentDirectory, ec);
     if (!bAvailable)
     {
+        Entries.clear();
         SetStatusTextInternal("Directory is not available: " + CurrentDirectory, true);
         RebuildTableModel();
         WriteLocationInput();
@@ -144,50 +127,21 @@ void GLFileDialogPanel::EnsureUiUpToDate()
     std::string browseStatus = "Browsing " + CurrentDirectory;
     bool bBrowseStatusEmit = false;
 
-    fs::directory_iterator it(CurrentDirectory, fs::directory_options::none, ec);
-    const fs::directory_iterator end;
-    if (ec)
+    // Read, labelled and sorted (after an error too, so a partial listing shows sorted) into the
+    // old records, whose string storage a refresh reuses. In a folder that is not canonical,
+    // joined entry paths could differ from resolved ones, so every entry is then resolved through
+    // std::filesystem.
+    GLDirectoryListingOptions options;
+    options.bCanonicalDirectory = bCanonical;
+    options.CanonicalizePath = &CanonicalizePath;
+    options.FormatFileSize = &FormatFileSize;
+    options.FormatModifiedTime = &FormatModifiedTime;
+    const GLDirectoryListingResult listing = GLReadDirectoryListing(CurrentDirectory, options, Entries);
+    ec = listing.Error;
+    if (!listing.bOpened)
     {
         browseStatus = "Cannot read directory: " + CurrentDirectory + " (" + ec.message() + ")";
         bBrowseStatusEmit = true;
-    }
-    else
-    {
-        while (it != end)
-        {
-            const fs::directory_entry& entry = *it;
-            FileEntry item;
-            const fs::path entryPath = entry.path();
-            item.Path = CanonicalizePath(entryPath.native());
-            item.Name = entryPath.filename().native();
-            if (item.Name.empty())
-            {
-                item.Name = entryPath.native();
-            }
-            std::error_code itemEc;
-            item.bDirectory = entry.is_directory(itemEc);
-            item.bReadable = !itemEc;
-            item.TypeLabel = item.bDirectory ? "Dir" : "File";
-            if (item.bDirectory)
-            {
-                item.SizeLabel = "-";
-            }
-            else
-            {
-                itemEc.clear();
-                const std::uintmax_t size = entry.file_size(itemEc);
-                item.SizeLabel = itemEc ? std::string("-") : FormatFileSize(size);
-            }
-            itemEc.clear();
-            item.ModifiedLabel = FormatModifiedTime(entry.last_write_time(itemEc));
-            Entries.push_back(item);
-
-            it.increment(ec);
-            if (ec)
-            {
-                break;
-            }
-        }
     }
 
     // Deliberately after the open test: an unopenable folder reports "incomplete".
@@ -197,7 +151,6 @@ void GLFileDialogPanel::EnsureUiUpToDate()
         bBrowseStatusEmit = true;
     }
 
-    std::sort(Entries.begin(), Entries.end(), EntryComesBefore);
     RebuildTableModel();
     WriteLocationInput();
     SetStatusTextInternal(browseStatus, bBrowseStatusEmit);

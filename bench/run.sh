@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Builds the benchmarks (Release, in build-bench/ beside this folder unless BUILD_DIR is set),
+# runs them and prints the listing table with the machine's facts. Extra arguments go to the
+# listing benchmark, e.g. --benchmark_filter='/(1000|10000)$'.
+set -euo pipefail
+here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+build="${BUILD_DIR:-$here/../build-bench}"
+
+cmake -S "$here/.." -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DGLFD_BUILD_BENCH=ON \
+  -DGLFD_BUILD_TESTS=OFF -DGLFD_BUILD_CHOOSER="${GLFD_BUILD_CHOOSER:-OFF}" >/dev/null
+cmake --build "$build" --target glfd_listing_bench
+if [[ -f "$here/frame_bench.cpp" ]]; then cmake --build "$build" --target glfd_frame_bench || true; fi
+
+tmp="${TMPDIR:-/tmp}"
+echo "machine: $(nproc) cores, $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//'), kernel $(uname -r)"
+echo "temp folder $tmp on $(findmnt -n -o FSTYPE -T "$tmp" | head -1); /dev/shm on $(findmnt -n -o FSTYPE -T /dev/shm 2>/dev/null | head -1)"
+"$build/bench/glfd_listing_bench" "$@"
+
+# ---- Frame time (window backend, 100 vs 1,000,000 rows): runs once its owner adds it ----------
+if [[ -x "$build/bench/glfd_frame_bench" ]]; then "$build/bench/glfd_frame_bench"; fi

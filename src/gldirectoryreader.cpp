@@ -1,0 +1,532 @@
+#include "gldirectoryreader.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cfenv>
+#include <charconv>
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <ctime>
+#include <locale>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using FileEntry = GLFileDialogPanel::FileEntry;
+
+namespace
+{
+
+constexpr std::int64_t NanosPerSecond = 1000000000;
+
+// What the one status query of an entry told; labels are made later, in display order.
+struct EntryFacts
+{
+    std::size_t NameOffset = 0; // in both name buffers
+    std::uint64_t Size = 0;
+    std::int64_t MtimeSeconds = 0;
+    std::int32_t MtimeNanoseconds = 0;
+    bool bReadable = true;
+    bool bStatusKnown = false;       // the status (links followed) was read
+    bool bRegular = false;           // ... and names a regular file
+    bool bResolvePath = false;       // the path is CanonicalizePath's to decide
+    bool bThroughFilesystem = false; // every field comes from std::filesystem queries
+};
+
+constexpr std::size_t PrefixWords = 4; // the sort key carries the first 32 lowered name bytes
+
+// Sort key of one entry. The comparator answers from these fields exactly as comparing the
+// entries' lowered names would, so std::sort over the keys, fed in readdir order, yields the very
+// permutation that std::sort over the entries yields, ties included.
+struct SortKey
+{
+    std::array<std::uint64_t, PrefixWords> Prefix{}; // lowered name bytes, big-endian, zero padded
+    std::uint32_t Index = 0;                         // into the facts, in readdir order
+    std::uint32_t Length = 0;
+    bool bDirectory = false;
+};
+
+// Folders first, then lowered names bytewise; a proper prefix sorts first. The prefix settles
+// nearly every pair without touching the names: no name holds a NUL byte, so padding sorts first.
+struct KeyOrder
+{
+    const char* Names = nullptr;
+    const EntryFacts* Facts = nullptr;
+    const unsigned char* Lower = nullptr; // tolower of every byte
+    std::size_t PrefixBytes = 0;          // bytes the prefix holds; 0 when it is unused
+
+    bool operator()(const SortKey& A, const SortKey& B) const
+    {
+        if (A.bDirectory != B.bDirectory)
+        {
+            return A.bDirectory;
+        }
+        for (std::size_t word = 0; word < PrefixWords; ++word)
+        {
+            if (A.Prefix[word] != B.Prefix[word])
+            {
+                return A.Prefix[word] < B.Prefix[word];
+            }
+        }
+        const std::size_t common = std::min(A.Length, B.Length);
+        const char* a = Names + Facts[A.Index].NameOffset;
+        const char* b = Names + Facts[B.Index].NameOffset;
+        for (std::size_t i = PrefixBytes; i < common; ++i)
+        {
+            const unsigned char lowerA = Lower[static_cast<unsigned char>(a[i])];
+            const unsigned char lowerB = Lower[static_cast<unsigned char>(b[i])];
+            if (lowerA != lowerB)
+            {
+                return lowerA < lowerB;
+            }
+        }
+        return A.Length < B.Length;
+    }
+};
+
+std::uint64_t BigEndian(const unsigned char* Bytes)
+{
+    std::uint64_t value = 0;
+    for (int i = 0; i < 8; ++i)
+    {
+        value = (value << 8) | Bytes[i];
+    }
+    return value;
+}
+
+// A folder's entries read in large getdents64 batches: readdir's lock per entry is measurable at
+// this scale. Ends and fails as readdir does: entries without an inode number are skipped, and
+// ENOENT (a folder removed meanwhile) reads as the end.
+class DirectoryStream
+{
+public:
+    explicit DirectoryStream(const std::string& Path)
+        : Fd(::open(Path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), OpenError(errno)
+    {
+    }
+    ~DirectoryStream()
+    {
+        if (Fd >= 0)
+        {
+            ::close(Fd);
+        }
+    }
+    DirectoryStream(const DirectoryStream&) = delete;
+    DirectoryStream& operator=(const DirectoryStream&) = delete;
+
+    // The descriptor of the open folder, or -1 with the reason in Error.
+    int Descriptor(std::error_code& Error) const
+    {
+        if (Fd < 0)
+        {
+            Error.assign(OpenError, std::generic_category());
+        }
+        return Fd;
+    }
+
+    // The next entry, or null at the end and on a failure, which sets Error.
+    const dirent64* Next(std::error_code& Error)
+    {
+        for (;;)
+        {
+            if (Offset >= Filled)
+            {
+                Buffer.resize(128 * 1024);
+                const ssize_t got = ::getdents64(Fd, Buffer.data(), Buffer.size());
+                if (got <= 0)
+                {
+                    if (got < 0 && errno != ENOENT)
+                    {
+                        Error.assign(errno, std::generic_category());
+                    }
+                    return nullptr;
+                }
+                Filled = static_cast<std::size_t>(got);
+                Offset = 0;
+            }
+            const auto* entry = reinterpret_cast<const dirent64*>(Buffer.data() + Offset);
+            Offset += entry->d_reclen;
+            if (entry->d_ino != 0)
+            {
+                return entry;
+            }
+        }
+    }
+
+private:
+    int Fd;
+    int OpenError;
+    std::vector<char> Buffer;
+    std::size_t Offset = 0;
+    std::size_t Filled = 0;
+};
+
+bool IsDotOrDotDot(const char* Name)
+{
+    return Name[0] == '.' && (Name[1] == '\0' || (Name[1] == '.' && Name[2] == '\0'));
+}
+
+bool IsTrimmedByte(char Byte)
+{
+    return Byte == ' ' || Byte == '\t' || Byte == '\n' || Byte == '\r';
+}
+
+// Size labels from integer arithmetic, equal to the stream route's text under the classic locale
+// and round-to-nearest: below 2^53 the double it formats is exact, and printf rounds ties to even.
+bool FormatSizeExactly(std::uint64_t Size, std::string& Label)
+{
+    static const std::array<const char*, 5> suffixes = {" B", " KB", " MB", " GB", " TB"};
+    if (Size >= (std::uint64_t{1} << 53))
+    {
+        return false;
+    }
+    std::array<char, 32> text{};
+    char* end = text.data();
+    unsigned shift = 0;
+    while (shift < 40 && Size >= (std::uint64_t{1} << (shift + 10)))
+    {
+        shift += 10;
+    }
+    if (shift == 0)
+    {
+        end = std::to_chars(end, text.data() + text.size(), Size).ptr;
+    }
+    else
+    {
+        const bool bOneDecimal = Size < (std::uint64_t{100} << shift);
+        const std::uint64_t scaled = bOneDecimal ? Size * 10 : Size;
+        std::uint64_t rounded = scaled >> shift;
+        const std::uint64_t rest = scaled & ((std::uint64_t{1} << shift) - 1);
+        const std::uint64_t half = std::uint64_t{1} << (shift - 1);
+        if (rest > half || (rest == half && (rounded & 1U) != 0))
+        {
+            ++rounded;
+        }
+        end = std::to_chars(end, text.data() + text.size(), bOneDecimal ? rounded / 10 : rounded).ptr;
+        if (bOneDecimal)
+        {
+            *end++ = '.';
+            *end++ = static_cast<char>('0' + rounded % 10);
+        }
+    }
+    for (const char* suffix = suffixes[shift / 10]; *suffix != '\0'; ++suffix)
+    {
+        *end++ = *suffix;
+    }
+    Label.assign(text.data(), end);
+    return true;
+}
+
+// Modified-time labels for one listing: one clock offset for the whole listing, and the text of
+// the previous second reused, since files often share it.
+class ModifiedTimeLabels
+{
+public:
+    ModifiedTimeLabels()
+    {
+        // Read as the panel's helper reads them, once instead of per entry.
+        const auto fileNow = fs::file_time_type::clock::now();
+        const auto systemNow = std::chrono::system_clock::now();
+        OffsetNs =
+            std::chrono::duration_cast<std::chrono::nanoseconds>(systemNow.time_since_epoch()).count() -
+            std::chrono::duration_cast<std::chrono::nanoseconds>(fileNow.time_since_epoch()).count();
+        const std::int64_t drift = OffsetNs - FileEpochNs;
+        bUsable = drift > -NanosPerSecond && drift < NanosPerSecond;
+    }
+
+    // Writes the label of a status time; false where only the panel's helper is certain.
+    bool Format(std::int64_t Seconds, std::int32_t Nanoseconds, std::string& Label)
+    {
+        // Outside this window the library's own conversion saturates or wraps.
+        if (!bUsable || Seconds < -2147483648LL || Seconds > 9223372034LL)
+        {
+            return false;
+        }
+        // The file time the library would report, plus the offset; inside the window the sum
+        // cannot overflow, so one truncating division equals the helper's split sum.
+        const std::int64_t timeNs = Seconds * NanosPerSecond + Nanoseconds - FileEpochNs;
+        const auto tt = static_cast<std::time_t>((timeNs + OffsetNs) / NanosPerSecond);
+        if (!bCached || tt != CachedSeconds)
+        {
+            // The window keeps local years within 1901..2262, where "%Y-%m-%d %H:%M" is always
+            // four digits, then two-digit fields.
+            std::tm tm{};
+            localtime_r(&tt, &tm);
+            WriteDigits(tm.tm_year + 1900, 4, CachedText.data());
+            CachedText[4] = '-';
+            WriteDigits(tm.tm_mon + 1, 2, CachedText.data() + 5);
+            CachedText[7] = '-';
+            WriteDigits(tm.tm_mday, 2, CachedText.data() + 8);
+            CachedText[10] = ' ';
+            WriteDigits(tm.tm_hour, 2, CachedText.data() + 11);
+            CachedText[13] = ':';
+            WriteDigits(tm.tm_min, 2, CachedText.data() + 14);
+            CachedSeconds = tt;
+            bCached = true;
+        }
+        Label.assign(CachedText.data(), CachedText.size());
+        return true;
+    }
+
+private:
+    // The library's file clock is the system clock moved back to 2174-01-01; where it is not,
+    // bUsable stays false and every label comes from the panel's helper.
+    static constexpr std::int64_t FileEpochNs = 6437664000LL * NanosPerSecond;
+
+    static void WriteDigits(int Value, int Count, char* Out)
+    {
+        for (int i = Count - 1; i >= 0; --i)
+        {
+            Out[i] = static_cast<char>('0' + Value % 10);
+            Value /= 10;
+        }
+    }
+
+    std::int64_t OffsetNs = 0;
+    bool bUsable = false;
+    bool bCached = false;
+    std::time_t CachedSeconds = 0;
+    std::array<char, 16> CachedText{};
+};
+
+// Reads the facts of one entry with one status query (two for an untyped symbolic link).
+EntryFacts ReadFacts(int DirFd, const char* Name, unsigned char Type, bool& bDirectory)
+{
+    EntryFacts facts;
+    struct stat st
+    {
+    };
+    bool bLink = Type == DT_LNK;
+    if (Type == DT_UNKNOWN)
+    {
+        // Without a status the joined path is what resolving it would give anyway.
+        facts.bStatusKnown = ::fstatat(DirFd, Name, &st, AT_SYMLINK_NOFOLLOW) == 0;
+        bLink = facts.bStatusKnown && S_ISLNK(st.st_mode);
+        if (bLink)
+        {
+            facts.bStatusKnown = ::fstatat(DirFd, Name, &st, 0) == 0;
+        }
+    }
+    else
+    {
+        facts.bStatusKnown = ::fstatat(DirFd, Name, &st, 0) == 0;
+    }
+    if (Type == DT_UNKNOWN || Type == DT_LNK)
+    {
+        // The type needs the status: a failure makes the entry unreadable.
+        bDirectory = facts.bStatusKnown && S_ISDIR(st.st_mode);
+        facts.bReadable = facts.bStatusKnown;
+    }
+    else
+    {
+        bDirectory = Type == DT_DIR;
+    }
+    facts.bResolvePath = bLink;
+    if (facts.bStatusKnown)
+    {
+        facts.bRegular = S_ISREG(st.st_mode);
+        facts.Size = static_cast<std::uint64_t>(st.st_size);
+        facts.MtimeSeconds = static_cast<std::int64_t>(st.st_mtim.tv_sec);
+        facts.MtimeNanoseconds = static_cast<std::int32_t>(st.st_mtim.tv_nsec);
+    }
+    return facts;
+}
+
+// The type of an entry as std::filesystem's directory_entry answers it.
+EntryFacts ReadFactsThroughFilesystem(const fs::path& EntryPath, unsigned char Type, bool& bDirectory)
+{
+    EntryFacts facts;
+    facts.bThroughFilesystem = true;
+    if (Type != DT_UNKNOWN && Type != DT_LNK)
+    {
+        bDirectory = Type == DT_DIR;
+        return facts;
+    }
+    std::error_code ec;
+    bDirectory = fs::status(EntryPath, ec).type() == fs::file_type::directory;
+    facts.bReadable = !ec;
+    return facts;
+}
+
+void LabelThroughFilesystem(const fs::path& EntryPath, const GLDirectoryListingOptions& Options,
+                            FileEntry& Item)
+{
+    Item.Path = Options.CanonicalizePath(EntryPath.native());
+    Item.Name = EntryPath.filename().native();
+    if (Item.Name.empty())
+    {
+        Item.Name = EntryPath.native();
+    }
+    std::error_code ec;
+    if (!Item.bDirectory)
+    {
+        const std::uintmax_t size = fs::file_size(EntryPath, ec);
+        Item.SizeLabel = ec ? std::string("-") : Options.FormatFileSize(size);
+    }
+    Item.ModifiedLabel = Options.FormatModifiedTime(fs::last_write_time(EntryPath, ec));
+}
+
+} // namespace
+
+GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
+                                                const GLDirectoryListingOptions& Options,
+                                                std::vector<FileEntry>& Entries)
+{
+    GLDirectoryListingResult result;
+    DirectoryStream stream(Directory);
+    const int dirFd = stream.Descriptor(result.Error);
+    if (dirFd < 0)
+    {
+        Entries.clear();
+        return result;
+    }
+    result.bOpened = true;
+
+    std::array<unsigned char, 256> lower{};
+    bool bPrefixUsable = true;
+    for (int c = 0; c < 256; ++c)
+    {
+        lower[static_cast<std::size_t>(c)] = static_cast<unsigned char>(std::tolower(c));
+        bPrefixUsable = bPrefixUsable && (c == 0 || lower[static_cast<std::size_t>(c)] != 0);
+    }
+    const std::string joinPrefix = Directory.back() == '/' ? Directory : Directory + '/';
+
+    // Pass 1, in readdir order: names, sort keys and status facts. A refresh of the same folder
+    // is the common case, so the previous listing's size sizes the buffers.
+    std::string names;
+    std::vector<SortKey> keys;
+    std::vector<EntryFacts> facts;
+    names.reserve(Entries.size() * 32);
+    keys.reserve(Entries.size());
+    facts.reserve(Entries.size());
+    while (const dirent64* entry = stream.Next(result.Error))
+    {
+        const char* name = entry->d_name;
+        if (IsDotOrDotDot(name))
+        {
+            continue;
+        }
+        const std::size_t length = std::strlen(name);
+        const unsigned char type =
+            Options.bIgnoreEntryTypes ? static_cast<unsigned char>(DT_UNKNOWN) : entry->d_type;
+
+        std::array<unsigned char, sizeof(entry->d_name) + 8 * PrefixWords>
+            lowerName; // only the bytes read are written
+        for (std::size_t i = 0; i < length; ++i)
+        {
+            lowerName[i] = lower[static_cast<unsigned char>(name[i])];
+        }
+        for (std::size_t i = length; i < 8 * PrefixWords; ++i)
+        {
+            lowerName[i] = 0;
+        }
+        const std::size_t offset = names.size();
+        names.append(name, length);
+        SortKey key;
+        key.Index = static_cast<std::uint32_t>(keys.size());
+        key.Length = static_cast<std::uint32_t>(length);
+        for (std::size_t word = 0; bPrefixUsable && word < PrefixWords; ++word)
+        {
+            key.Prefix[word] = BigEndian(lowerName.data() + 8 * word);
+        }
+
+        // The filesystem route sees paths, which stop resolving at PATH_MAX; so must this one.
+        if (!Options.bCanonicalDirectory || joinPrefix.size() + length >= PATH_MAX)
+        {
+            facts.push_back(ReadFactsThroughFilesystem(fs::path(Directory) / name, type, key.bDirectory));
+        }
+        else
+        {
+            facts.push_back(ReadFacts(dirFd, name, type, key.bDirectory));
+            // CanonicalizePath trims the path it is given, so the name loses trailing blanks.
+            facts.back().bResolvePath = facts.back().bResolvePath || IsTrimmedByte(name[length - 1]);
+        }
+        facts.back().NameOffset = offset;
+        keys.push_back(key);
+    }
+
+    std::sort(keys.begin(), keys.end(),
+              KeyOrder{names.data(), facts.data(), lower.data(), bPrefixUsable ? 8 * PrefixWords : 0});
+
+    // Pass 2, in display order. The previous listing's records are overwritten in place, so a
+    // refresh reuses their strings' storage instead of freeing and allocating it again.
+    const bool bExactSizes = std::locale() == std::locale::classic() && std::fegetround() == FE_TONEAREST;
+    ModifiedTimeLabels timeLabels;
+    const std::size_t count = keys.size();
+    Entries.reserve(count);
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        // Facts and names are read out of order and the old records' strings lie scattered:
+        // fetch them ahead of use.
+        constexpr std::size_t lookAhead = 16;
+        if (i + lookAhead < count)
+        {
+            __builtin_prefetch(&facts[keys[i + lookAhead].Index]);
+            __builtin_prefetch(names.data() + facts[keys[i + lookAhead / 2].Index].NameOffset);
+        }
+        if (i + lookAhead < Entries.size())
+        {
+            const char* record = reinterpret_cast<const char*>(&Entries[i + lookAhead]);
+            for (std::size_t line = 0; line < sizeof(FileEntry); line += 64)
+            {
+                __builtin_prefetch(record + line, 1);
+            }
+            const FileEntry& soon = Entries[i + lookAhead / 4];
+            __builtin_prefetch(soon.Name.data(), 1);
+            __builtin_prefetch(soon.Path.data(), 1);
+            __builtin_prefetch(soon.ModifiedLabel.data(), 1);
+        }
+        const SortKey& key = keys[i];
+        const EntryFacts& fact = facts[key.Index];
+        FileEntry& item = i < Entries.size() ? Entries[i] : Entries.emplace_back();
+        item.bDirectory = key.bDirectory;
+        item.bReadable = fact.bReadable;
+        item.TypeLabel = key.bDirectory ? "Dir" : "File";
+        if (fact.bThroughFilesystem)
+        {
+            item.SizeLabel = "-";
+            LabelThroughFilesystem(fs::path(Directory) / names.substr(fact.NameOffset, key.Length), Options,
+                                   item);
+            continue;
+        }
+        // One copy each into storage that a refresh usually already has.
+        const char* name = names.data() + fact.NameOffset;
+        item.Name.assign(name, key.Length);
+        if (item.Path.capacity() < joinPrefix.size() + key.Length)
+        {
+            item.Path.reserve(joinPrefix.size() + key.Length);
+        }
+        item.Path.resize(joinPrefix.size() + key.Length);
+        std::memcpy(&item.Path[0], joinPrefix.data(), joinPrefix.size());
+        std::memcpy(&item.Path[joinPrefix.size()], name, key.Length);
+        if (fact.bResolvePath)
+        {
+            item.Path = Options.CanonicalizePath(item.Path);
+        }
+        if (key.bDirectory || !fact.bStatusKnown || !fact.bRegular)
+        {
+            item.SizeLabel = "-";
+        }
+        else if (!bExactSizes || !FormatSizeExactly(fact.Size, item.SizeLabel))
+        {
+            item.SizeLabel = Options.FormatFileSize(fact.Size);
+        }
+        if (!fact.bStatusKnown)
+        {
+            item.ModifiedLabel.clear();
+        }
+        else if (!timeLabels.Format(fact.MtimeSeconds, fact.MtimeNanoseconds, item.ModifiedLabel))
+        {
+            std::error_code ec;
+            item.ModifiedLabel = Options.FormatModifiedTime(fs::last_write_time(joinPrefix + item.Name, ec));
+        }
+    }
+    Entries.resize(count);
+    return result;
+}

@@ -1,0 +1,1 @@
+glfd_add_test(glfd_listing_identity_test listing_identity_test.cpp oracle/straightforward_listing.cpp)
