@@ -39,7 +39,9 @@ struct EntryFacts
     bool bThroughFilesystem = false; // every field comes from std::filesystem queries
 };
 
-constexpr std::size_t PrefixWords = 4; // the sort key carries the first 32 lowered name bytes
+// The sort key carries the first 8 lowered name bytes: enough to settle nearly every pair, and it
+// keeps the key at 16 bytes, which the sort moves around far faster than a wider one.
+constexpr std::size_t PrefixWords = 1;
 
 // Sort key of one entry. The comparator answers from these fields exactly as comparing the
 // entries' lowered names would, so std::sort over the keys, fed in readdir order, yields the very
@@ -48,7 +50,7 @@ struct SortKey
 {
     std::array<std::uint64_t, PrefixWords> Prefix{}; // lowered name bytes, big-endian, zero padded
     std::uint32_t Index = 0;                         // into the facts, in readdir order
-    std::uint32_t Length = 0;
+    std::uint16_t Length = 0;                        // a name is at most 255 bytes
     bool bDirectory = false;
 };
 
@@ -257,7 +259,7 @@ public:
             // The window keeps local years within 1901..2262, where "%Y-%m-%d %H:%M" is always
             // four digits, then two-digit fields.
             std::tm tm{};
-            localtime_r(&tt, &tm);
+            LocalTime(static_cast<std::int64_t>(tt), tm);
             WriteDigits(tm.tm_year + 1900, 4, CachedText.data());
             CachedText[4] = '-';
             WriteDigits(tm.tm_mon + 1, 2, CachedText.data() + 5);
@@ -275,6 +277,79 @@ public:
     }
 
 private:
+    static constexpr std::int64_t SecondsPerDay = 86400;
+
+    static std::int64_t FloorDiv(std::int64_t Value, std::int64_t Divisor)
+    {
+        const std::int64_t quotient = Value / Divisor;
+        return quotient - ((Value % Divisor != 0) && ((Value < 0) != (Divisor < 0)) ? 1 : 0);
+    }
+
+    // Broken-down civil time of seconds since the epoch, with no zone: the proleptic Gregorian
+    // calendar, as the C library computes it once the zone's offset is added.
+    static void CivilTime(std::int64_t Seconds, std::tm& Out)
+    {
+        const std::int64_t days = FloorDiv(Seconds, SecondsPerDay);
+        const std::int64_t secondOfDay = Seconds - days * SecondsPerDay;
+        const std::int64_t shifted = days + 719468;
+        const std::int64_t era = FloorDiv(shifted, 146097);
+        const std::int64_t dayOfEra = shifted - era * 146097;
+        const std::int64_t yearOfEra =
+            (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+        const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+        const std::int64_t monthIndex = (5 * dayOfYear + 2) / 153;
+        const std::int64_t month = monthIndex < 10 ? monthIndex + 3 : monthIndex - 9;
+        const std::int64_t year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+        Out.tm_year = static_cast<int>(year - 1900);
+        Out.tm_mon = static_cast<int>(month - 1);
+        Out.tm_mday = static_cast<int>(dayOfYear - (153 * monthIndex + 2) / 5 + 1);
+        Out.tm_hour = static_cast<int>(secondOfDay / 3600);
+        Out.tm_min = static_cast<int>(secondOfDay % 3600 / 60);
+        Out.tm_sec = static_cast<int>(secondOfDay % 60);
+    }
+
+    static bool SameFields(const std::tm& A, const std::tm& B)
+    {
+        return A.tm_year == B.tm_year && A.tm_mon == B.tm_mon && A.tm_mday == B.tm_mday &&
+               A.tm_hour == B.tm_hour && A.tm_min == B.tm_min && A.tm_sec == B.tm_sec;
+    }
+
+    // localtime_r's fields for Seconds. Files of a folder spread over years rarely share a second,
+    // and localtime_r per entry would cost more than the entry's status query; so each UTC day is
+    // checked once at nine instants (every three hours and its last second): when one offset
+    // holds at all of them and civil arithmetic reproduces localtime_r there exactly, the day's
+    // entries use the arithmetic. Any day with a zone change or a leap-second correction keeps
+    // localtime_r for each of its entries.
+    void LocalTime(std::int64_t Seconds, std::tm& Out)
+    {
+        const std::int64_t day = FloorDiv(Seconds, SecondsPerDay);
+        if (!bDayChecked || day != CheckedDay)
+        {
+            CheckedDay = day;
+            bDayChecked = true;
+            bDayUniform = true;
+            for (int sample = 0; sample <= 8 && bDayUniform; ++sample)
+            {
+                const std::int64_t instant =
+                    day * SecondsPerDay + (sample == 8 ? SecondsPerDay - 1 : sample * 3 * 3600);
+                const auto instantT = static_cast<std::time_t>(instant);
+                std::tm local{};
+                localtime_r(&instantT, &local);
+                std::tm civil{};
+                CivilTime(instant + local.tm_gmtoff, civil);
+                bDayUniform = SameFields(local, civil) && (sample == 0 || local.tm_gmtoff == DayOffset);
+                DayOffset = local.tm_gmtoff;
+            }
+        }
+        if (bDayUniform)
+        {
+            CivilTime(Seconds + DayOffset, Out);
+            return;
+        }
+        const auto tt = static_cast<std::time_t>(Seconds);
+        localtime_r(&tt, &Out);
+    }
+
     // The library's file clock is the system clock moved back to 2174-01-01; where it is not,
     // bUsable stays false and every label comes from the panel's helper.
     static constexpr std::int64_t FileEpochNs = 6437664000LL * NanosPerSecond;
@@ -292,6 +367,10 @@ private:
     bool bUsable = false;
     bool bCached = false;
     std::time_t CachedSeconds = 0;
+    bool bDayChecked = false;
+    bool bDayUniform = false;
+    std::int64_t CheckedDay = 0;
+    long DayOffset = 0;
     std::array<char, 16> CachedText{};
 };
 
@@ -416,21 +495,18 @@ GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
         const unsigned char type =
             Options.bIgnoreEntryTypes ? static_cast<unsigned char>(DT_UNKNOWN) : entry->d_type;
 
-        std::array<unsigned char, sizeof(entry->d_name) + 8 * PrefixWords>
-            lowerName; // only the bytes read are written
-        for (std::size_t i = 0; i < length; ++i)
+        // Only the bytes the key's prefix holds are lowered here; the comparator lowers the rest.
+        std::array<unsigned char, 8 * PrefixWords> lowerName{};
+        const std::size_t prefixLength = std::min(length, lowerName.size());
+        for (std::size_t i = 0; i < prefixLength; ++i)
         {
             lowerName[i] = lower[static_cast<unsigned char>(name[i])];
-        }
-        for (std::size_t i = length; i < 8 * PrefixWords; ++i)
-        {
-            lowerName[i] = 0;
         }
         const std::size_t offset = names.size();
         names.append(name, length);
         SortKey key;
         key.Index = static_cast<std::uint32_t>(keys.size());
-        key.Length = static_cast<std::uint32_t>(length);
+        key.Length = static_cast<std::uint16_t>(length);
         for (std::size_t word = 0; bPrefixUsable && word < PrefixWords; ++word)
         {
             key.Prefix[word] = BigEndian(lowerName.data() + 8 * word);

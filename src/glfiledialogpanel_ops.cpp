@@ -165,19 +165,25 @@ void GLFileDialogPanel::RebuildTableModel()
     {
         return;
     }
-    GLTableModel::RowList rows;
-    rows.reserve(Entries.size());
+    // The previous rows are refilled in place: a refresh of a large folder then reuses their
+    // strings' storage instead of freeing one listing's worth and allocating the next.
+    GLTableModel::RowList rows = TableModel->TakeRows();
+    rows.resize(Entries.size());
     int selectedRow = -1;
     for (std::size_t i = 0; i < Entries.size(); ++i)
     {
         const FileEntry& entry = Entries[i];
-        rows.push_back({entry.Name, entry.TypeLabel, entry.SizeLabel, entry.ModifiedLabel});
+        GLTableModel::Row& row = rows[i];
+        row.resize(4);
+        row[0].assign(entry.Name);
+        row[1].assign(entry.TypeLabel);
+        row[2].assign(entry.SizeLabel);
+        row[3].assign(entry.ModifiedLabel);
         if (!SelectedPath.empty() && entry.Path == SelectedPath)
         {
             selectedRow = static_cast<int>(i);
         }
     }
-    // Moved rather than copied: the model ends with the same rows, one copy fewer.
     TableModel->SetRows(std::move(rows));
     if (FileTable != nullptr)
     {
@@ -448,8 +454,9 @@ void GLFileDialogPanel::OpenSelectedPath()
     const std::vector<std::string> paths = GetSelectedFilePaths();
     if (paths.empty())
     {
-        SetStatusTextInternal(CurrentMode == SelectionMode::SelectFolder ? "Select a folder to continue."
-                                                                         : "Select one or more files to open.",
+        SetStatusTextInternal(CurrentMode == SelectionMode::SelectFolder
+                                  ? "Select a folder to continue."
+                                  : "Select one or more files to open.",
                               true);
         return;
     }
@@ -593,7 +600,8 @@ std::string GLFileDialogPanel::FormatFileSize(std::uintmax_t Size)
     }
     else
     {
-        stream << std::fixed << std::setprecision(value < 100.0 ? 1 : 0) << value << ' ' << suffixes[suffixIndex];
+        stream << std::fixed << std::setprecision(value < 100.0 ? 1 : 0) << value << ' '
+               << suffixes[suffixIndex];
     }
     return stream.str();
 }

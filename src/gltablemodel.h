@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 // Plain table contents shared by a table view and the code that fills it: headers and
@@ -22,6 +23,8 @@ public:
     void AddRow(const Row& NewRow) { Rows.push_back(NewRow); }
     // Removes every row; headers stay.
     void ClearRows() { Rows.clear(); }
+    // Moves the rows out, leaving none, so that a caller can refill their storage and hand it back.
+    RowList TakeRows() { return std::exchange(Rows, RowList()); }
 
     // The column headers, left to right.
     const HeaderList& GetHeaders() const { return Headers; }
