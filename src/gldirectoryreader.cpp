@@ -10,7 +10,9 @@
 #include <climits>
 #include <cstring>
 #include <ctime>
+#include <limits>
 #include <locale>
+#include <unordered_map>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -323,31 +325,41 @@ private:
     void LocalTime(std::int64_t Seconds, std::tm& Out)
     {
         const std::int64_t day = FloorDiv(Seconds, SecondsPerDay);
-        if (!bDayChecked || day != CheckedDay)
+        // Entries come in name order, so their days come in any order: every day checked is kept.
+        auto [found, bNew] = DayOffsets.try_emplace(day, NonUniformDay);
+        if (bNew)
         {
-            CheckedDay = day;
-            bDayChecked = true;
-            bDayUniform = true;
-            for (int sample = 0; sample <= 8 && bDayUniform; ++sample)
-            {
-                const std::int64_t instant =
-                    day * SecondsPerDay + (sample == 8 ? SecondsPerDay - 1 : sample * 3 * 3600);
-                const auto instantT = static_cast<std::time_t>(instant);
-                std::tm local{};
-                localtime_r(&instantT, &local);
-                std::tm civil{};
-                CivilTime(instant + local.tm_gmtoff, civil);
-                bDayUniform = SameFields(local, civil) && (sample == 0 || local.tm_gmtoff == DayOffset);
-                DayOffset = local.tm_gmtoff;
-            }
+            found->second = CheckDay(day);
         }
-        if (bDayUniform)
+        if (found->second != NonUniformDay)
         {
-            CivilTime(Seconds + DayOffset, Out);
+            CivilTime(Seconds + found->second, Out);
             return;
         }
         const auto tt = static_cast<std::time_t>(Seconds);
         localtime_r(&tt, &Out);
+    }
+
+    // The one offset localtime_r applies throughout a UTC day, or NonUniformDay.
+    static long CheckDay(std::int64_t Day)
+    {
+        long offset = 0;
+        for (int sample = 0; sample <= 8; ++sample)
+        {
+            const std::int64_t instant =
+                Day * SecondsPerDay + (sample == 8 ? SecondsPerDay - 1 : sample * 3 * 3600);
+            const auto instantT = static_cast<std::time_t>(instant);
+            std::tm local{};
+            localtime_r(&instantT, &local);
+            std::tm civil{};
+            CivilTime(instant + local.tm_gmtoff, civil);
+            if (!SameFields(local, civil) || (sample > 0 && local.tm_gmtoff != offset))
+            {
+                return NonUniformDay;
+            }
+            offset = local.tm_gmtoff;
+        }
+        return offset;
     }
 
     // The library's file clock is the system clock moved back to 2174-01-01; where it is not,
@@ -367,10 +379,8 @@ private:
     bool bUsable = false;
     bool bCached = false;
     std::time_t CachedSeconds = 0;
-    bool bDayChecked = false;
-    bool bDayUniform = false;
-    std::int64_t CheckedDay = 0;
-    long DayOffset = 0;
+    static constexpr long NonUniformDay = std::numeric_limits<long>::min();
+    std::unordered_map<std::int64_t, long> DayOffsets;
     std::array<char, 16> CachedText{};
 };
 
