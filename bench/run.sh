@@ -7,7 +7,7 @@ here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 build="${BUILD_DIR:-$here/../build-bench}"
 
 cmake -S "$here/.." -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DGLFD_BUILD_BENCH=ON \
-  -DGLFD_BUILD_TESTS=OFF -DGLFD_BUILD_CHOOSER="${GLFD_BUILD_CHOOSER:-OFF}" >/dev/null
+  -DGLFD_BUILD_TESTS=OFF -DGLFD_BUILD_CHOOSER="${GLFD_BUILD_CHOOSER:-ON}" >/dev/null
 cmake --build "$build" --target glfd_listing_bench
 if [[ -f "$here/frame_bench.cpp" ]]; then cmake --build "$build" --target glfd_frame_bench || true; fi
 

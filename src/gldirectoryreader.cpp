@@ -325,13 +325,15 @@ private:
     void LocalTime(std::int64_t Seconds, std::tm& Out)
     {
         const std::int64_t day = FloorDiv(Seconds, SecondsPerDay);
-        // Entries come in name order, so their days come in any order: every day checked is kept.
-        auto [found, bNew] = DayOffsets.try_emplace(day, NonUniformDay);
-        if (bNew)
+        // Entries come in name order, so their days come in any order: every day seen is kept. A
+        // day is checked only once a second entry falls on it, so a folder whose files each have
+        // a day of their own costs no more than one localtime_r per entry.
+        auto [found, bNew] = DayOffsets.try_emplace(day, UncheckedDay);
+        if (!bNew && found->second == UncheckedDay)
         {
             found->second = CheckDay(day);
         }
-        if (found->second != NonUniformDay)
+        if (!bNew && found->second != NonUniformDay)
         {
             CivilTime(Seconds + found->second, Out);
             return;
@@ -380,6 +382,7 @@ private:
     bool bCached = false;
     std::time_t CachedSeconds = 0;
     static constexpr long NonUniformDay = std::numeric_limits<long>::min();
+    static constexpr long UncheckedDay = std::numeric_limits<long>::min() + 1;
     std::unordered_map<std::int64_t, long> DayOffsets;
     std::array<char, 16> CachedText{};
 };
