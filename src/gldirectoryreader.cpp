@@ -141,7 +141,7 @@ public:
         {
             if (Offset >= Filled)
             {
-                Buffer.resize(128 * 1024);
+                Buffer.resize(std::size_t{128} * 1024);
                 const ssize_t got = ::getdents64(Fd, Buffer.data(), Buffer.size());
                 if (got <= 0)
                 {
@@ -349,7 +349,7 @@ private:
         for (int sample = 0; sample <= 8; ++sample)
         {
             const std::int64_t instant =
-                Day * SecondsPerDay + (sample == 8 ? SecondsPerDay - 1 : sample * 3 * 3600);
+                Day * SecondsPerDay + (sample == 8 ? SecondsPerDay - 1 : std::int64_t{sample} * 3 * 3600);
             const auto instantT = static_cast<std::time_t>(instant);
             std::tm local{};
             localtime_r(&instantT, &local);

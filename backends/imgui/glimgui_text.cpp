@@ -91,7 +91,12 @@ void AppendUtf8(std::string& Out, std::uint32_t CodePoint)
     {
         Out.push_back(static_cast<char>(Byte));
     };
-    if (CodePoint < 0x80U)
+    // Surrogates and values past Unicode's range have no UTF-8 form.
+    if ((CodePoint >= 0xD800U && CodePoint <= 0xDFFFU) || CodePoint > 0x10FFFFU)
+    {
+        Out += ReplacementCharacter;
+    }
+    else if (CodePoint < 0x80U)
     {
         put(CodePoint);
     }
@@ -100,26 +105,18 @@ void AppendUtf8(std::string& Out, std::uint32_t CodePoint)
         put(0xC0U | (CodePoint >> 6U));
         put(0x80U | (CodePoint & 0x3FU));
     }
-    else if (CodePoint >= 0xD800U && CodePoint <= 0xDFFFU)
-    {
-        Out += ReplacementCharacter;
-    }
     else if (CodePoint < 0x10000U)
     {
         put(0xE0U | (CodePoint >> 12U));
         put(0x80U | ((CodePoint >> 6U) & 0x3FU));
         put(0x80U | (CodePoint & 0x3FU));
     }
-    else if (CodePoint <= 0x10FFFFU)
+    else
     {
         put(0xF0U | (CodePoint >> 18U));
         put(0x80U | ((CodePoint >> 12U) & 0x3FU));
         put(0x80U | ((CodePoint >> 6U) & 0x3FU));
         put(0x80U | (CodePoint & 0x3FU));
-    }
-    else
-    {
-        Out += ReplacementCharacter;
     }
 }
 

@@ -136,6 +136,7 @@ void DrawTable(GLTableView& Table, const Cells& Box, const GLTerminalStyle& Styl
     const std::vector<int> widths = ColumnWidths(model, Box.Width, Style.bUtf8);
 
     std::vector<const std::string*> texts;
+    texts.reserve(widths.size());
     for (int column = 0; column < static_cast<int>(widths.size()); ++column)
     {
         texts.push_back(model.HeaderAt(column));

@@ -54,7 +54,7 @@ std::size_t gRestoreLength = 0;
 std::array<SignalAction, SignalSlots> gPreviousActions{};
 std::array<bool, SignalSlots> gInstalled{};
 // A crash from a stack overflow needs a stack of its own to run the handler on.
-std::array<char, 64 * 1024> gAlternateStack{};
+std::array<char, std::size_t{64} * 1024> gAlternateStack{};
 
 void OnStopSignal(int Signal)
 {
@@ -130,8 +130,10 @@ void RestoreHandlers()
 
 bool IsString(const char* Capability)
 {
-    return Capability != nullptr &&
-           Capability != reinterpret_cast<const char*>(static_cast<std::intptr_t>(-1));
+    // ncurses marks a cancelled capability with the address -1.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    const auto* cancelled = reinterpret_cast<const char*>(static_cast<std::intptr_t>(-1));
+    return Capability != nullptr && Capability != cancelled;
 }
 
 // ---------------------------------------------------------------------------------------------
