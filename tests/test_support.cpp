@@ -34,7 +34,8 @@ TempTree::~TempTree()
 {
     std::error_code ec;
     // Restore permissions so that every folder can be emptied.
-    for (auto it = fs::recursive_directory_iterator(RootPath, fs::directory_options::skip_permission_denied, ec);
+    for (auto it =
+             fs::recursive_directory_iterator(RootPath, fs::directory_options::skip_permission_denied, ec);
          !ec && it != fs::recursive_directory_iterator(); it.increment(ec))
     {
         if (it->is_directory(ec) && !it->is_symlink(ec))
@@ -221,14 +222,16 @@ std::string RunUnprivileged(const std::function<std::string()>& Body)
 
 void SignalLog::Attach(GLFileDialogPanel& Panel)
 {
-    Panel.FilesSelected.connect([this](const std::vector<std::string>& Paths) {
-        std::string line = "FilesSelected:";
-        for (std::size_t i = 0; i < Paths.size(); ++i)
+    Panel.FilesSelected.connect(
+        [this](const std::vector<std::string>& Paths)
         {
-            line += (i == 0 ? "" : "|") + Paths[i];
-        }
-        Events.push_back(line);
-    });
+            std::string line = "FilesSelected:";
+            for (std::size_t i = 0; i < Paths.size(); ++i)
+            {
+                line += (i == 0 ? "" : "|") + Paths[i];
+            }
+            Events.push_back(line);
+        });
     Panel.FileSelected.connect([this](const std::string& Path) { Events.push_back("FileSelected:" + Path); });
     Panel.Cancelled.connect([this] { Events.emplace_back("Cancelled"); });
     Panel.StatusChanged.connect([this](const std::string& Text) { Events.push_back("Status:" + Text); });

@@ -22,7 +22,10 @@ struct GLFileDialogPanelTestAccess
     {
         P.NavigateToPath(Path, bPreserve);
     }
-    static void NavigateFromLocationInput(Panel& P, bool bAcceptFile) { P.NavigateFromLocationInput(bAcceptFile); }
+    static void NavigateFromLocationInput(Panel& P, bool bAcceptFile)
+    {
+        P.NavigateFromLocationInput(bAcceptFile);
+    }
     static void NavigateToParent(Panel& P) { P.NavigateToParent(); }
     static void EnterSelectedEntry(Panel& P) { P.EnterSelectedEntry(); }
     static void OpenSelectedPath(Panel& P) { P.OpenSelectedPath(); }

@@ -16,7 +16,8 @@ ChooserParseResult ParseChooserArguments(const std::vector<std::string>& Args)
     bool bPathGiven = false;
     bool bOptionsEnded = false;
 
-    const auto setMode = [&](Mode NewMode, const std::string& Flag) {
+    const auto setMode = [&](Mode NewMode, const std::string& Flag)
+    {
         if (bModeGiven && options.Mode != NewMode)
         {
             result.Error = "only one of --open, --multiple and --folder may be given (" + Flag + ")";
@@ -25,7 +26,8 @@ ChooserParseResult ParseChooserArguments(const std::vector<std::string>& Args)
         bModeGiven = true;
         options.Mode = NewMode;
     };
-    const auto setBackend = [&](ChooserBackend NewBackend, const std::string& Flag) {
+    const auto setBackend = [&](ChooserBackend NewBackend, const std::string& Flag)
+    {
         if (bBackendGiven && options.Backend != NewBackend)
         {
             result.Error = "--window and --terminal exclude each other (" + Flag + ")";

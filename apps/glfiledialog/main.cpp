@@ -127,7 +127,8 @@ int main(int argc, char** argv)
 
     // A relative PATH means relative to where the command runs, as for any other tool.
     std::error_code ec;
-    std::filesystem::path start = options.Path.empty() ? std::filesystem::current_path(ec) : std::filesystem::path(options.Path);
+    std::filesystem::path start =
+        options.Path.empty() ? std::filesystem::current_path(ec) : std::filesystem::path(options.Path);
     if (!start.empty() && !start.is_absolute())
     {
         start = std::filesystem::absolute(start, ec);
@@ -138,10 +139,12 @@ int main(int argc, char** argv)
     host.SetContent(&panel);
     std::vector<std::string> chosen;
     bool bAccepted = false;
-    panel.FilesSelected.connect([&](const std::vector<std::string>& Paths) {
-        chosen = Paths;
-        bAccepted = true;
-    });
+    panel.FilesSelected.connect(
+        [&](const std::vector<std::string>& Paths)
+        {
+            chosen = Paths;
+            bAccepted = true;
+        });
     panel.SetSelectionMode(options.Mode);
     panel.OpenAtPath(start.native());
 
