@@ -104,6 +104,81 @@ std::uint64_t BigEndian(const unsigned char* Bytes)
     return value;
 }
 
+// Sorts Keys into the order std::sort with Order gives, faster for large folders. When no two
+// keys are equivalent, that order is the only one there is, so a radix sort on the folder flag and
+// the prefix, finished by std::sort inside each run of equal prefixes, reaches it exactly. Keys that
+// are equivalent (names equal once lowered) are left by std::sort in an order that depends on its
+// input; then the comparison sort runs again from readdir order.
+void SortKeys(std::vector<SortKey>& Keys, const KeyOrder& Order, std::size_t RadixMinimum)
+{
+    if (Keys.size() < RadixMinimum || Order.PrefixBytes == 0)
+    {
+        std::sort(Keys.begin(), Keys.end(), Order);
+        return;
+    }
+    // Least significant byte first; each pass is stable, the folder flag goes last.
+    std::vector<SortKey> scratch(Keys.size());
+    std::array<std::size_t, 257> starts{};
+    const auto scatter = [&](auto&& DigitOf, std::size_t Buckets)
+    {
+        starts.fill(0);
+        for (const SortKey& key : Keys)
+        {
+            ++starts[DigitOf(key) + 1];
+        }
+        for (std::size_t i = 1; i <= Buckets; ++i)
+        {
+            starts[i] += starts[i - 1];
+        }
+        if (starts[1] == Keys.size() || starts[Buckets - 1] == 0)
+        {
+            return; // one bucket holds every key: the pass would change nothing
+        }
+        for (const SortKey& key : Keys)
+        {
+            scratch[starts[DigitOf(key)]++] = key;
+        }
+        Keys.swap(scratch);
+    };
+    for (unsigned shift = 0; shift < 64; shift += 8)
+    {
+        scatter([shift](const SortKey& Key)
+                { return static_cast<std::size_t>((Key.Prefix[0] >> shift) & 0xFFU); },
+                256);
+    }
+    scatter([](const SortKey& Key) { return Key.bDirectory ? std::size_t{0} : std::size_t{1}; }, 2);
+
+    // Runs that share the folder flag and the prefix are ordered by the rest of their names.
+    const auto samePrefix = [](const SortKey& A, const SortKey& B)
+    {
+        return A.bDirectory == B.bDirectory && A.Prefix == B.Prefix;
+    };
+    for (std::size_t begin = 0; begin < Keys.size();)
+    {
+        std::size_t end = begin + 1;
+        while (end < Keys.size() && samePrefix(Keys[begin], Keys[end]))
+        {
+            ++end;
+        }
+        if (end - begin > 1)
+        {
+            std::sort(Keys.begin() + static_cast<std::ptrdiff_t>(begin),
+                      Keys.begin() + static_cast<std::ptrdiff_t>(end), Order);
+        }
+        begin = end;
+    }
+    for (std::size_t i = 1; i < Keys.size(); ++i)
+    {
+        if (!Order(Keys[i - 1], Keys[i]))
+        {
+            std::sort(Keys.begin(), Keys.end(),
+                      [](const SortKey& A, const SortKey& B) { return A.Index < B.Index; });
+            std::sort(Keys.begin(), Keys.end(), Order);
+            return;
+        }
+    }
+}
+
 // A folder's entries read in large getdents64 batches: readdir's lock per entry is measurable at
 // this scale. Ends and fails as readdir does: entries without an inode number are skipped, and
 // ENOENT (a folder removed meanwhile) reads as the end.
@@ -540,8 +615,8 @@ GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
         keys.push_back(key);
     }
 
-    std::sort(keys.begin(), keys.end(),
-              KeyOrder{names.data(), facts.data(), lower.data(), bPrefixUsable ? 8 * PrefixWords : 0});
+    SortKeys(keys, KeyOrder{names.data(), facts.data(), lower.data(), bPrefixUsable ? 8 * PrefixWords : 0},
+             Options.RadixSortMinimum);
 
     // Pass 2, in display order. The previous listing's records are overwritten in place, so a
     // refresh reuses their strings' storage instead of freeing and allocating it again.

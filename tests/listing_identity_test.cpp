@@ -29,6 +29,10 @@ std::string Describe(const std::string& Dir, const EntryList& Entries, const std
 // The reader as on a file system without entry types, and as for a folder that is not canonical.
 const GLDirectoryListingOptions Untyped{true, true, &TestAccess::CanonicalizePath,
                                         &TestAccess::FormatFileSize, &TestAccess::FormatModifiedTime};
+// The radix route of large folders, taken whatever the size.
+const GLDirectoryListingOptions RadixAlways{
+    true, false, &TestAccess::CanonicalizePath, &TestAccess::FormatFileSize, &TestAccess::FormatModifiedTime,
+    0};
 const GLDirectoryListingOptions ThroughFilesystem{false, false, &TestAccess::CanonicalizePath,
                                                   &TestAccess::FormatFileSize,
                                                   &TestAccess::FormatModifiedTime};
@@ -144,6 +148,7 @@ TEST(ListingIdentity, EveryKindOfEntryInEveryTimeZone)
         {
             EXPECT_EQ(Mismatch(tree->Root()), "");
             EXPECT_EQ(Mismatch(tree->Root(), &Untyped), "");
+            EXPECT_EQ(Mismatch(tree->Root(), &RadixAlways), "");
             EXPECT_EQ(Mismatch(tree->Root(), &ThroughFilesystem), "");
         }
     }
@@ -234,5 +239,16 @@ TEST(ListingIdentity, RandomTrees)
             SetMtime(tree.Path(name), 1000000000 + static_cast<std::int64_t>(random() % 2000000000));
         }
         EXPECT_EQ(Mismatch(tree.Root()), "") << "seed " << seed;
+        EXPECT_EQ(Mismatch(tree.Root(), &RadixAlways), "") << "seed " << seed;
     }
+    // Names unique once lowered but sharing long prefixes: the radix route's own order counts.
+    TempTree shared;
+    std::mt19937 random(7U);
+    const char* const words[] = {"Report", "report", "IMG_2024", "img_2024", "Holiday"};
+    for (int i = 0; i < 400; ++i)
+    {
+        const std::string name = std::string(words[random() % 5]) + words[random() % 5] + std::to_string(i);
+        i % 7 == 0 ? shared.Dir(name) : shared.File(name);
+    }
+    EXPECT_EQ(Mismatch(shared.Root(), &RadixAlways), "");
 }
