@@ -213,28 +213,34 @@ void RemoveFixtures()
 // ---------------------------------------------------------------------------------------------
 // The contenders
 
+// The floor: the folder read with opendir/readdir and one fstatat per entry, nothing else.
+void ReadFloor(const std::string& Path)
+{
+    DIR* dir = ::opendir(Path.c_str());
+    const int dirFd = ::dirfd(dir);
+    std::int64_t sink = 0;
+    while (const dirent* entry = ::readdir(dir))
+    {
+        const char* name = entry->d_name;
+        if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
+        {
+            continue;
+        }
+        struct stat st
+        {
+        };
+        sink += ::fstatat(dirFd, name, &st, 0) == 0 ? st.st_size : -1;
+    }
+    ::closedir(dir);
+    benchmark::DoNotOptimize(sink);
+}
+
 void Floor(benchmark::State& State, std::size_t Count)
 {
     const Fixture& fixture = FixtureOf(Count);
     for (auto _ : State)
     {
-        DIR* dir = ::opendir(fixture.Path.c_str());
-        const int dirFd = ::dirfd(dir);
-        std::int64_t sink = 0;
-        while (const dirent* entry = ::readdir(dir))
-        {
-            const char* name = entry->d_name;
-            if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
-            {
-                continue;
-            }
-            struct stat st
-            {
-            };
-            sink += ::fstatat(dirFd, name, &st, 0) == 0 ? st.st_size : -1;
-        }
-        ::closedir(dir);
-        benchmark::DoNotOptimize(sink);
+        ReadFloor(fixture.Path);
     }
 }
 
@@ -313,27 +319,7 @@ void Interleaved(benchmark::State& State, std::size_t Count)
     {
         for (int round = 0; round < rounds; ++round)
         {
-            floorMs.push_back(timed(
-                [&]
-                {
-                    DIR* dir = ::opendir(fixture.Path.c_str());
-                    const int dirFd = ::dirfd(dir);
-                    std::int64_t sink = 0;
-                    while (const dirent* entry = ::readdir(dir))
-                    {
-                        const char* name = entry->d_name;
-                        if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
-                        {
-                            continue;
-                        }
-                        struct stat st
-                        {
-                        };
-                        sink += ::fstatat(dirFd, name, &st, 0) == 0 ? st.st_size : -1;
-                    }
-                    ::closedir(dir);
-                    benchmark::DoNotOptimize(sink);
-                }));
+            floorMs.push_back(timed([&] { ReadFloor(fixture.Path); }));
             panelMs.push_back(timed([&] { panel.OpenAtPath(fixture.Path); }));
         }
     }
