@@ -153,11 +153,6 @@ ScopedCwd::~ScopedCwd()
     fs::current_path(Saved, ec);
 }
 
-unsigned UnprivilegedId()
-{
-    return 65534U; // "nobody" on Debian
-}
-
 std::string RunUnprivileged(const std::function<std::string()>& Body)
 {
     int pipeFds[2];
@@ -172,7 +167,7 @@ std::string RunUnprivileged(const std::function<std::string()>& Body)
         ::close(pipeFds[0]);
         if (::geteuid() == 0)
         {
-            const auto id = static_cast<uid_t>(UnprivilegedId());
+            const uid_t id = 65534; // "nobody" on Debian
             if (::setgroups(0, nullptr) != 0 || ::setgid(static_cast<gid_t>(id)) != 0 || ::setuid(id) != 0)
             {
                 ::_exit(3);

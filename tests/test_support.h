@@ -32,14 +32,12 @@ struct GLFileDialogPanelTestAccess
     static void CancelDialog(Panel& P) { P.CancelDialog(); }
     static void RebuildTableModel(Panel& P) { P.RebuildTableModel(); }
     static void SyncSelectionFromTable(Panel& P) { P.SyncSelectionFromTable(); }
-    static void SyncSelectionModeLabels(Panel& P) { P.SyncSelectionModeLabels(); }
     static void SetStatusTextInternal(Panel& P, const std::string& Text, bool bEmit)
     {
         P.SetStatusTextInternal(Text, bEmit);
     }
     static int SelectedEntryIndex(const Panel& P) { return P.SelectedEntryIndex(); }
     static const Panel::FileEntry* SelectedEntry(const Panel& P) { return P.SelectedEntry(); }
-    static Panel::FileEntry* SelectedEntryMutable(Panel& P) { return P.SelectedEntry(); }
     static std::string TrimCopy(const std::string& Text) { return Panel::TrimCopy(Text); }
     static std::string CanonicalizePath(const std::string& Path) { return Panel::CanonicalizePath(Path); }
     static std::string HomeDirectoryPath() { return Panel::HomeDirectoryPath(); }
@@ -126,9 +124,6 @@ private:
 // Permission checks then apply even on a machine where the tests run as root.
 // Fails the current test when the child cannot drop privileges or crashes.
 std::string RunUnprivileged(const std::function<std::string()>& Body);
-
-// The unprivileged id RunUnprivileged switches to when running as root.
-unsigned UnprivilegedId();
 
 // Records what the panel's four signals carried, in order, as readable lines:
 // "FilesSelected:a|b", "FileSelected:a", "Cancelled", "Status:text".
