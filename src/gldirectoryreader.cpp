@@ -104,6 +104,37 @@ std::uint64_t BigEndian(const unsigned char* Bytes)
     return value;
 }
 
+// Orders one run of keys that share the folder flag and the prefix: each name's next eight lowered
+// bytes are fetched once, so most comparisons need no trip to the names.
+void SortRun(std::vector<SortKey>& Keys, std::size_t Begin, std::size_t End, const KeyOrder& Order)
+{
+    struct Deeper
+    {
+        std::uint64_t Next = 0;
+        SortKey Key;
+    };
+    std::vector<Deeper> run;
+    run.reserve(End - Begin);
+    for (std::size_t i = Begin; i < End; ++i)
+    {
+        const SortKey& key = Keys[i];
+        const char* name = Order.Names + Order.Facts[key.Index].NameOffset;
+        std::array<unsigned char, 8> bytes{};
+        for (std::size_t b = Order.PrefixBytes; b < key.Length && b < Order.PrefixBytes + 8; ++b)
+        {
+            bytes[b - Order.PrefixBytes] = Order.Lower[static_cast<unsigned char>(name[b])];
+        }
+        run.push_back({BigEndian(bytes.data()), key});
+    }
+    std::sort(run.begin(), run.end(),
+              [&Order](const Deeper& A, const Deeper& B)
+              { return A.Next != B.Next ? A.Next < B.Next : Order(A.Key, B.Key); });
+    for (std::size_t i = Begin; i < End; ++i)
+    {
+        Keys[i] = run[i - Begin].Key;
+    }
+}
+
 // Sorts Keys into the order std::sort with Order gives, faster for large folders. When no two
 // keys are equivalent, that order is the only one there is, so a radix sort on the folder flag and
 // the prefix, finished by std::sort inside each run of equal prefixes, reaches it exactly. Keys that
@@ -162,8 +193,7 @@ void SortKeys(std::vector<SortKey>& Keys, const KeyOrder& Order, std::size_t Rad
         }
         if (end - begin > 1)
         {
-            std::sort(Keys.begin() + static_cast<std::ptrdiff_t>(begin),
-                      Keys.begin() + static_cast<std::ptrdiff_t>(end), Order);
+            SortRun(Keys, begin, end, Order);
         }
         begin = end;
     }
