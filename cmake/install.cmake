@@ -12,17 +12,6 @@ include(CMakePackageConfigHelpers)
 set(GLFD_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/glfiledialog)
 set(GLFD_PKGCONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# PUBLIC_HEADER names are relative to the library's folder, but install(TARGETS) resolves
-# them against the folder that calls it, so they are made absolute first.
-get_target_property(GLFD_HEADER_BASE glfiledialog SOURCE_DIR)
-get_target_property(GLFD_HEADER_NAMES glfiledialog PUBLIC_HEADER)
-set(GLFD_HEADERS)
-foreach(header IN LISTS GLFD_HEADER_NAMES)
-  cmake_path(ABSOLUTE_PATH header BASE_DIRECTORY ${GLFD_HEADER_BASE})
-  list(APPEND GLFD_HEADERS ${header})
-endforeach()
-set_property(TARGET glfiledialog PROPERTY PUBLIC_HEADER ${GLFD_HEADERS})
-
 install(TARGETS glfiledialog EXPORT glfiledialogTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

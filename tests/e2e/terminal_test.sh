@@ -64,29 +64,20 @@ start() {
         fail "tmux could not start"
 }
 
-wait_for() { # TEXT: until the screen shows it
+poll() { # COMMAND...: true once COMMAND succeeds within five seconds
     for _ in $(seq 50); do
-        screen | grep -qF -- "$1" && return 0
+        "$@" && return 0
         sleep 0.1
     done
-    fail "the screen never showed: $1"
+    return 1
 }
+shows() { screen | grep -qF -- "$1"; }
+status_reads() { [ "$(screen | tail -n 2 | head -n 1 | sed 's/ *$//')" = "$1" ]; }
+focus_on() { screen | grep -q -- "^> $1 "; }
 
-status_is() { # TEXT: until the status line (above the buttons) reads exactly TEXT
-    for _ in $(seq 50); do
-        [ "$(screen | tail -n 2 | head -n 1 | sed 's/ *$//')" = "$1" ] && return 0
-        sleep 0.1
-    done
-    fail "the status line never read: $1"
-}
-
-focused_is() { # NAME: the row marked as focused
-    for _ in $(seq 50); do
-        screen | grep -q -- "^> $1 " && return 0
-        sleep 0.1
-    done
-    fail "the focused row never became: $1"
-}
+wait_for() { poll shows "$1" || fail "the screen never showed: $1"; }                         # TEXT
+status_is() { poll status_reads "$1" || fail "the status line never read: $1"; }              # TEXT above the buttons
+focused_is() { poll focus_on "$1" || fail "the focused row never became: $1"; }               # NAME marked focused
 
 finish() { # STATUS: waits for the exit, checks it and that the terminal settings are back
     for _ in $(seq 50); do
