@@ -8,10 +8,15 @@
 #include <charconv>
 #include <chrono>
 #include <climits>
+#include <condition_variable>
 #include <cstring>
 #include <ctime>
 #include <limits>
 #include <locale>
+#include <mutex>
+#include <string_view>
+#include <system_error>
+#include <thread>
 #include <unordered_map>
 
 #include <dirent.h>
@@ -27,43 +32,51 @@ namespace
 
 constexpr std::int64_t NanosPerSecond = 1000000000;
 
-// What the one status query of an entry told; labels are made later, in display order.
+// What reading an entry's name and type told.
 struct EntryFacts
 {
-    std::size_t NameOffset = 0; // in both name buffers
+    std::size_t NameOffset = 0; // of the NUL-terminated name in the name buffer
+    bool bReadable = true;
+    bool bResolvePath = false;       // the path is CanonicalizePath's to decide
+    bool bThroughFilesystem = false; // every field comes from std::filesystem queries
+    bool bStatusPending = false;     // the status query is still to be made
+};
+
+// What the one status query of an entry told; labels are made later, in display order.
+struct EntryStatus
+{
     std::uint64_t Size = 0;
     std::int64_t MtimeSeconds = 0;
     std::int32_t MtimeNanoseconds = 0;
-    bool bReadable = true;
-    bool bStatusKnown = false;       // the status (links followed) was read
-    bool bRegular = false;           // ... and names a regular file
-    bool bResolvePath = false;       // the path is CanonicalizePath's to decide
-    bool bThroughFilesystem = false; // every field comes from std::filesystem queries
+    bool bKnown = false;   // the status (links followed) was read
+    bool bRegular = false; // ... and names a regular file
 };
 
-// The sort key carries the first 8 lowered name bytes: enough to settle nearly every pair, and it
-// keeps the key at 16 bytes, which the sort moves around far faster than a wider one.
-constexpr std::size_t PrefixWords = 1;
+// The sort key carries the first 8 lowered name bytes, which keeps it at 16 bytes for the sort to
+// move around; the next 8 sit in a side array, read only where the first 8 tie.
+constexpr std::size_t KeyBytes = 16;
 
 // Sort key of one entry. The comparator answers from these fields exactly as comparing the
 // entries' lowered names would, so std::sort over the keys, fed in readdir order, yields the very
 // permutation that std::sort over the entries yields, ties included.
 struct SortKey
 {
-    std::array<std::uint64_t, PrefixWords> Prefix{}; // lowered name bytes, big-endian, zero padded
-    std::uint32_t Index = 0;                         // into the facts, in readdir order
-    std::uint16_t Length = 0;                        // a name is at most 255 bytes
+    std::uint64_t Prefix = 0; // lowered name bytes 0..7, big-endian, zero padded
+    std::uint32_t Index = 0;  // into the facts, in readdir order
+    std::uint16_t Length = 0; // a name is at most 255 bytes
     bool bDirectory = false;
 };
 
-// Folders first, then lowered names bytewise; a proper prefix sorts first. The prefix settles
-// nearly every pair without touching the names: no name holds a NUL byte, so padding sorts first.
+// Folders first, then lowered names bytewise; a proper prefix sorts first. The first 16 lowered
+// bytes settle nearly every pair without touching the names: no name holds a NUL byte, so padding
+// sorts first.
 struct KeyOrder
 {
     const char* Names = nullptr;
     const EntryFacts* Facts = nullptr;
-    const unsigned char* Lower = nullptr; // tolower of every byte
-    std::size_t PrefixBytes = 0;          // bytes the prefix holds; 0 when it is unused
+    const std::uint64_t* Second = nullptr; // lowered name bytes 8..15 by index, like the prefix
+    const unsigned char* Lower = nullptr;  // tolower of every byte
+    std::size_t PrefixBytes = 0;           // bytes the prefix and Second hold; 0 when unused
 
     bool operator()(const SortKey& A, const SortKey& B) const
     {
@@ -71,12 +84,13 @@ struct KeyOrder
         {
             return A.bDirectory;
         }
-        for (std::size_t word = 0; word < PrefixWords; ++word)
+        if (A.Prefix != B.Prefix)
         {
-            if (A.Prefix[word] != B.Prefix[word])
-            {
-                return A.Prefix[word] < B.Prefix[word];
-            }
+            return A.Prefix < B.Prefix;
+        }
+        if (Second[A.Index] != Second[B.Index])
+        {
+            return Second[A.Index] < Second[B.Index];
         }
         const std::size_t common = std::min(A.Length, B.Length);
         const char* a = Names + Facts[A.Index].NameOffset;
@@ -105,7 +119,7 @@ std::uint64_t BigEndian(const unsigned char* Bytes)
 }
 
 // Orders one run of keys that share the folder flag and the prefix: each name's next eight lowered
-// bytes are fetched once, so most comparisons need no trip to the names.
+// bytes are copied beside its key once, so most comparisons stay within the run.
 void SortRun(std::vector<SortKey>& Keys, std::size_t Begin, std::size_t End, const KeyOrder& Order)
 {
     struct Deeper
@@ -117,14 +131,7 @@ void SortRun(std::vector<SortKey>& Keys, std::size_t Begin, std::size_t End, con
     run.reserve(End - Begin);
     for (std::size_t i = Begin; i < End; ++i)
     {
-        const SortKey& key = Keys[i];
-        const char* name = Order.Names + Order.Facts[key.Index].NameOffset;
-        std::array<unsigned char, 8> bytes{};
-        for (std::size_t b = Order.PrefixBytes; b < key.Length && b < Order.PrefixBytes + 8; ++b)
-        {
-            bytes[b - Order.PrefixBytes] = Order.Lower[static_cast<unsigned char>(name[b])];
-        }
-        run.push_back({BigEndian(bytes.data()), key});
+        run.push_back({Order.Second[Keys[i].Index], Keys[i]});
     }
     std::sort(run.begin(), run.end(),
               [&Order](const Deeper& A, const Deeper& B)
@@ -140,44 +147,88 @@ void SortRun(std::vector<SortKey>& Keys, std::size_t Begin, std::size_t End, con
 // the prefix, finished by std::sort inside each run of equal prefixes, reaches it exactly. Keys that
 // are equivalent (names equal once lowered) are left by std::sort in an order that depends on its
 // input; then the comparison sort runs again from readdir order.
-void SortKeys(std::vector<SortKey>& Keys, const KeyOrder& Order, std::size_t RadixMinimum)
+// Returns whether the radix order was kept.
+bool SortKeys(std::vector<SortKey>& Keys, const KeyOrder& Order, std::size_t RadixMinimum)
 {
     if (Keys.size() < RadixMinimum || Order.PrefixBytes == 0)
     {
         std::sort(Keys.begin(), Keys.end(), Order);
-        return;
+        return false;
     }
-    // Least significant byte first; each pass is stable, the folder flag goes last.
-    std::vector<SortKey> scratch(Keys.size());
-    std::array<std::size_t, 257> starts{};
-    const auto scatter = [&](auto&& DigitOf, std::size_t Buckets)
+    // First by the folder flag and the top prefix byte; then each of those buckets, small enough
+    // to stay in cache, by its other seven bytes, least significant first.
+    const std::size_t count = Keys.size();
+    std::vector<SortKey> scratch(count);
+    const auto topDigit = [](const SortKey& Key)
     {
-        starts.fill(0);
-        for (const SortKey& key : Keys)
-        {
-            ++starts[DigitOf(key) + 1];
-        }
-        for (std::size_t i = 1; i <= Buckets; ++i)
-        {
-            starts[i] += starts[i - 1];
-        }
-        if (starts[1] == Keys.size() || starts[Buckets - 1] == 0)
-        {
-            return; // one bucket holds every key: the pass would change nothing
-        }
-        for (const SortKey& key : Keys)
-        {
-            scratch[starts[DigitOf(key)]++] = key;
-        }
-        Keys.swap(scratch);
+        return (Key.bDirectory ? std::size_t{0} : std::size_t{256}) +
+               static_cast<std::size_t>(Key.Prefix >> 56);
     };
-    for (unsigned shift = 0; shift < 64; shift += 8)
+    std::vector<std::size_t> bucketStarts(513, 0);
+    for (const SortKey& key : Keys)
     {
-        scatter([shift](const SortKey& Key)
-                { return static_cast<std::size_t>((Key.Prefix[0] >> shift) & 0xFFU); },
-                256);
+        ++bucketStarts[topDigit(key) + 1];
     }
-    scatter([](const SortKey& Key) { return Key.bDirectory ? std::size_t{0} : std::size_t{1}; }, 2);
+    for (std::size_t i = 1; i < bucketStarts.size(); ++i)
+    {
+        bucketStarts[i] += bucketStarts[i - 1];
+    }
+    std::vector<std::size_t> fill(bucketStarts.begin(), bucketStarts.end() - 1);
+    for (const SortKey& key : Keys)
+    {
+        scratch[fill[topDigit(key)]++] = key;
+    }
+    std::array<std::size_t, 256> starts{};
+    for (std::size_t bucket = 0; bucket + 1 < bucketStarts.size(); ++bucket)
+    {
+        const std::size_t begin = bucketStarts[bucket];
+        const std::size_t size = bucketStarts[bucket + 1] - begin;
+        SortKey* from = scratch.data() + begin;
+        SortKey* to = Keys.data() + begin;
+        if (size <= 16)
+        {
+            // Insertion sort on the prefix; the order among equal prefixes does not matter here.
+            for (std::size_t i = 0; i < size; ++i)
+            {
+                const SortKey key = from[i];
+                std::size_t j = i;
+                for (; j > 0 && to[j - 1].Prefix > key.Prefix; --j)
+                {
+                    to[j] = to[j - 1];
+                }
+                to[j] = key;
+            }
+            continue;
+        }
+        for (unsigned shift = 0; shift < 56; shift += 8)
+        {
+            starts.fill(0);
+            for (std::size_t i = 0; i < size; ++i)
+            {
+                ++starts[(from[i].Prefix >> shift) & 0xFFU];
+            }
+            std::size_t total = 0;
+            bool bOneDigit = false;
+            for (std::size_t& start : starts)
+            {
+                bOneDigit = bOneDigit || start == size;
+                total += std::exchange(start, total);
+            }
+            if (bOneDigit)
+            {
+                continue; // every key has the same digit: the pass would change nothing
+            }
+            for (std::size_t i = 0; i < size; ++i)
+            {
+                to[starts[(from[i].Prefix >> shift) & 0xFFU]++] = from[i];
+            }
+            std::swap(from, to);
+        }
+        if (from != Keys.data() + begin)
+        {
+            std::copy(from, from + size, Keys.data() + begin);
+        }
+    }
 
     // Runs that share the folder flag and the prefix are ordered by the rest of their names.
     const auto samePrefix = [](const SortKey& A, const SortKey& B)
@@ -204,9 +255,10 @@ void SortKeys(std::vector<SortKey>& Keys, const KeyOrder& Order, std::size_t Rad
             std::sort(Keys.begin(), Keys.end(),
                       [](const SortKey& A, const SortKey& B) { return A.Index < B.Index; });
             std::sort(Keys.begin(), Keys.end(), Order);
-            return;
+            return false;
         }
     }
+    return true;
 }
 
 // A folder's entries read in large getdents64 batches: readdir's lock per entry is measurable at
@@ -276,6 +328,66 @@ private:
     std::size_t Filled = 0;
 };
 
+// Runs one task on a thread of its own and is always joined, also when the caller unwinds. Where
+// no thread can be started the task runs at once, on the caller's. The task must not throw.
+class HelperThread
+{
+public:
+    HelperThread() = default;
+    ~HelperThread() { Join(); }
+    HelperThread(const HelperThread&) = delete;
+    HelperThread& operator=(const HelperThread&) = delete;
+
+    template <typename Task> void Start(const Task& Work)
+    {
+        try
+        {
+            Worker = std::thread(Work);
+        }
+        catch (const std::system_error&)
+        {
+            Work();
+        }
+    }
+    bool Running() const { return Worker.joinable(); }
+    void Join()
+    {
+        if (Worker.joinable())
+        {
+            Worker.join();
+        }
+    }
+
+private:
+    std::thread Worker;
+};
+
+// How far, in readdir order, a helper thread's status queries have come.
+class StatusProgress
+{
+public:
+    void Publish(std::size_t Done)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(Mutex);
+            DoneCount = Done;
+        }
+        Changed.notify_one();
+    }
+    // Waits until more than Seen entries are done; returns how many are.
+    std::size_t WaitBeyond(std::size_t Seen)
+    {
+        std::unique_lock<std::mutex> lock(Mutex);
+        Changed.wait(lock, [this, Seen] { return DoneCount > Seen; });
+        return DoneCount;
+    }
+
+private:
+    std::mutex Mutex;
+    std::condition_variable Changed;
+    std::size_t DoneCount = 0;
+};
+
 bool IsDotOrDotDot(const char* Name)
 {
     return Name[0] == '.' && (Name[1] == '\0' || (Name[1] == '.' && Name[2] == '\0'));
@@ -288,6 +400,35 @@ bool IsTrimmedByte(char Byte)
 
 // Size labels from integer arithmetic, equal to the stream route's text under the classic locale
 // and round-to-nearest: below 2^53 the double it formats is exact, and printf rounds ties to even.
+// Writes Text into Target unless it is there already: a refresh of an unchanged folder then
+// reads its old records without dirtying them, which halves its memory traffic.
+void Store(std::string& Target, std::string_view Text)
+{
+    if (Target.size() != Text.size() || std::memcmp(Target.data(), Text.data(), Text.size()) != 0)
+    {
+        Target.assign(Text.data(), Text.size());
+    }
+}
+
+// Stores Prefix followed by Name, likewise.
+void StoreJoined(std::string& Target, std::string_view Prefix, std::string_view Name)
+{
+    const std::size_t length = Prefix.size() + Name.size();
+    if (Target.size() == length &&
+        std::memcmp(Target.data() + Prefix.size(), Name.data(), Name.size()) == 0 &&
+        std::memcmp(Target.data(), Prefix.data(), Prefix.size()) == 0)
+    {
+        return;
+    }
+    if (Target.capacity() < length)
+    {
+        Target.reserve(length);
+    }
+    Target.resize(length);
+    std::memcpy(&Target[0], Prefix.data(), Prefix.size());
+    std::memcpy(&Target[Prefix.size()], Name.data(), Name.size());
+}
+
 bool FormatSizeExactly(std::uint64_t Size, std::string& Label)
 {
     static const std::array<const char*, 5> suffixes = {" B", " KB", " MB", " GB", " TB"};
@@ -328,7 +469,7 @@ bool FormatSizeExactly(std::uint64_t Size, std::string& Label)
     {
         *end++ = *suffix;
     }
-    Label.assign(text.data(), end);
+    Store(Label, std::string_view(text.data(), static_cast<std::size_t>(end - text.data())));
     return true;
 }
 
@@ -379,7 +520,7 @@ public:
             CachedSeconds = tt;
             bCached = true;
         }
-        Label.assign(CachedText.data(), CachedText.size());
+        Store(Label, std::string_view(CachedText.data(), CachedText.size()));
         return true;
     }
 
@@ -492,47 +633,55 @@ private:
     std::array<char, 16> CachedText{};
 };
 
-// Reads the facts of one entry with one status query (two for an untyped symbolic link).
-EntryFacts ReadFacts(int DirFd, const char* Name, unsigned char Type, bool& bDirectory)
+void KeepStatus(const struct stat& St, EntryStatus& Status)
 {
-    EntryFacts facts;
-    struct stat st
+    Status.bKnown = true;
+    Status.bRegular = S_ISREG(St.st_mode);
+    Status.Size = static_cast<std::uint64_t>(St.st_size);
+    Status.MtimeSeconds = static_cast<std::int64_t>(St.st_mtim.tv_sec);
+    Status.MtimeNanoseconds = static_cast<std::int32_t>(St.st_mtim.tv_nsec);
+}
+
+// The status of an entry whose type the folder reported, links followed.
+void ReadStatus(int DirFd, const char* Name, EntryStatus& Status)
+{
+    struct stat st; // filled by fstatat before any read; zeroing it costs a visible share
+    if (::fstatat(DirFd, Name, &st, 0) == 0)
     {
-    };
+        KeepStatus(st, Status);
+    }
+}
+
+// Reads an entry whose type the folder did not settle (an untyped entry or a symbolic link):
+// the status decides it. Two queries for an untyped symbolic link, one otherwise.
+void ReadUnsettledEntry(int DirFd, const char* Name, unsigned char Type, bool& bDirectory, EntryFacts& Facts,
+                        EntryStatus& Status)
+{
+    struct stat st;
+    bool bKnown = false;
     bool bLink = Type == DT_LNK;
     if (Type == DT_UNKNOWN)
     {
         // Without a status the joined path is what resolving it would give anyway.
-        facts.bStatusKnown = ::fstatat(DirFd, Name, &st, AT_SYMLINK_NOFOLLOW) == 0;
-        bLink = facts.bStatusKnown && S_ISLNK(st.st_mode);
+        bKnown = ::fstatat(DirFd, Name, &st, AT_SYMLINK_NOFOLLOW) == 0;
+        bLink = bKnown && S_ISLNK(st.st_mode);
         if (bLink)
         {
-            facts.bStatusKnown = ::fstatat(DirFd, Name, &st, 0) == 0;
+            bKnown = ::fstatat(DirFd, Name, &st, 0) == 0;
         }
     }
     else
     {
-        facts.bStatusKnown = ::fstatat(DirFd, Name, &st, 0) == 0;
+        bKnown = ::fstatat(DirFd, Name, &st, 0) == 0;
     }
-    if (Type == DT_UNKNOWN || Type == DT_LNK)
+    // A failure makes the entry unreadable.
+    bDirectory = bKnown && S_ISDIR(st.st_mode);
+    Facts.bReadable = bKnown;
+    Facts.bResolvePath = bLink;
+    if (bKnown)
     {
-        // The type needs the status: a failure makes the entry unreadable.
-        bDirectory = facts.bStatusKnown && S_ISDIR(st.st_mode);
-        facts.bReadable = facts.bStatusKnown;
+        KeepStatus(st, Status);
     }
-    else
-    {
-        bDirectory = Type == DT_DIR;
-    }
-    facts.bResolvePath = bLink;
-    if (facts.bStatusKnown)
-    {
-        facts.bRegular = S_ISREG(st.st_mode);
-        facts.Size = static_cast<std::uint64_t>(st.st_size);
-        facts.MtimeSeconds = static_cast<std::int64_t>(st.st_mtim.tv_sec);
-        facts.MtimeNanoseconds = static_cast<std::int32_t>(st.st_mtim.tv_nsec);
-    }
-    return facts;
 }
 
 // The type of an entry as std::filesystem's directory_entry answers it.
@@ -573,7 +722,7 @@ void LabelThroughFilesystem(const fs::path& EntryPath, const GLDirectoryListingO
 
 GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
                                                 const GLDirectoryListingOptions& Options,
-                                                std::vector<FileEntry>& Entries)
+                                                std::vector<FileEntry>& Entries, GLTableModel::RowList* Rows)
 {
     GLDirectoryListingResult result;
     DirectoryStream stream(Directory);
@@ -581,6 +730,10 @@ GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
     if (dirFd < 0)
     {
         Entries.clear();
+        if (Rows != nullptr)
+        {
+            Rows->clear();
+        }
         return result;
     }
     result.bOpened = true;
@@ -594,14 +747,19 @@ GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
     }
     const std::string joinPrefix = Directory.back() == '/' ? Directory : Directory + '/';
 
-    // Pass 1, in readdir order: names, sort keys and status facts. A refresh of the same folder
-    // is the common case, so the previous listing's size sizes the buffers.
+    // Pass 1, in readdir order: names, and the status of every entry whose type the folder did not
+    // report. A refresh of the same folder is the common case, so the previous listing's size
+    // sizes the buffers.
     std::string names;
     std::vector<SortKey> keys;
     std::vector<EntryFacts> facts;
+    std::vector<EntryStatus> statuses;
+    std::vector<std::uint64_t> second;
     names.reserve(Entries.size() * 32);
     keys.reserve(Entries.size());
     facts.reserve(Entries.size());
+    statuses.reserve(Entries.size());
+    std::size_t pending = 0;
     while (const dirent64* entry = stream.Next(result.Error))
     {
         const char* name = entry->d_name;
@@ -613,114 +771,247 @@ GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
         const unsigned char type =
             Options.bIgnoreEntryTypes ? static_cast<unsigned char>(DT_UNKNOWN) : entry->d_type;
 
-        // Only the bytes the key's prefix holds are lowered here; the comparator lowers the rest.
-        std::array<unsigned char, 8 * PrefixWords> lowerName{};
-        const std::size_t prefixLength = std::min(length, lowerName.size());
-        for (std::size_t i = 0; i < prefixLength; ++i)
-        {
-            lowerName[i] = lower[static_cast<unsigned char>(name[i])];
-        }
         const std::size_t offset = names.size();
-        names.append(name, length);
-        SortKey key;
-        key.Index = static_cast<std::uint32_t>(keys.size());
+        names.append(name, length + 1);
+        EntryFacts& fact = facts.emplace_back();
+        EntryStatus& status = statuses.emplace_back();
+        SortKey& key = keys.emplace_back();
+        key.Index = static_cast<std::uint32_t>(keys.size() - 1);
         key.Length = static_cast<std::uint16_t>(length);
-        for (std::size_t word = 0; bPrefixUsable && word < PrefixWords; ++word)
-        {
-            key.Prefix[word] = BigEndian(lowerName.data() + 8 * word);
-        }
 
         // The filesystem route sees paths, which stop resolving at PATH_MAX; so must this one.
         if (!Options.bCanonicalDirectory || joinPrefix.size() + length >= PATH_MAX)
         {
-            facts.push_back(ReadFactsThroughFilesystem(fs::path(Directory) / name, type, key.bDirectory));
+            fact = ReadFactsThroughFilesystem(fs::path(Directory) / name, type, key.bDirectory);
+            fact.NameOffset = offset;
+            continue;
+        }
+        fact.NameOffset = offset;
+        if (type == DT_UNKNOWN || type == DT_LNK)
+        {
+            ReadUnsettledEntry(dirFd, name, type, key.bDirectory, fact, status);
         }
         else
         {
-            facts.push_back(ReadFacts(dirFd, name, type, key.bDirectory));
-            // CanonicalizePath trims the path it is given, so the name loses trailing blanks.
-            facts.back().bResolvePath = facts.back().bResolvePath || IsTrimmedByte(name[length - 1]);
+            // The type is settled: the status query can wait, and run beside the work below.
+            key.bDirectory = type == DT_DIR;
+            fact.bStatusPending = true;
+            ++pending;
         }
-        facts.back().NameOffset = offset;
-        keys.push_back(key);
+        // CanonicalizePath trims the path it is given, so the name loses trailing blanks.
+        fact.bResolvePath = fact.bResolvePath || IsTrimmedByte(name[length - 1]);
     }
 
-    SortKeys(keys, KeyOrder{names.data(), facts.data(), lower.data(), bPrefixUsable ? 8 * PrefixWords : 0},
-             Options.RadixSortMinimum);
+    // The pending status queries run on a helper thread for large folders, while this one builds
+    // the sort keys, sorts and writes names and paths; labels follow once both are done. The
+    // kernel's work itself is not split: the helper makes the same queries, one after another,
+    // that this thread would.
+    StatusProgress progress;
+    const auto readPending = [&facts, &statuses, &names, &progress, dirFd]()
+    {
+        constexpr std::size_t batch = 1024;
+        for (std::size_t i = 0; i < facts.size(); ++i)
+        {
+            if (facts[i].bStatusPending)
+            {
+                ReadStatus(dirFd, names.data() + facts[i].NameOffset, statuses[i]);
+            }
+            if ((i + 1) % batch == 0 || i + 1 == facts.size())
+            {
+                progress.Publish(i + 1);
+            }
+        }
+    };
+    HelperThread helper;
+    if (pending >= Options.ParallelMinimum)
+    {
+        helper.Start(readPending);
+    }
+    else
+    {
+        readPending();
+    }
 
-    // Pass 2, in display order. The previous listing's records are overwritten in place, so a
-    // refresh reuses their strings' storage instead of freeing and allocating it again.
+    // Only the bytes the key and Second hold are lowered here; the comparator lowers the rest.
+    second.resize(keys.size());
+    for (SortKey& key : keys)
+    {
+        if (!bPrefixUsable)
+        {
+            break; // both stay zero: the comparator compares whole names
+        }
+        std::array<unsigned char, KeyBytes> lowerName{};
+        const char* name = names.data() + facts[key.Index].NameOffset;
+        for (std::size_t i = 0; i < lowerName.size() && i < key.Length; ++i)
+        {
+            lowerName[i] = lower[static_cast<unsigned char>(name[i])];
+        }
+        key.Prefix = BigEndian(lowerName.data());
+        second[key.Index] = BigEndian(lowerName.data() + 8);
+    }
+    result.bRadixOrderKept = SortKeys(
+        keys, KeyOrder{names.data(), facts.data(), second.data(), lower.data(), bPrefixUsable ? KeyBytes : 0},
+        Options.RadixSortMinimum);
+
+    // Pass 2, in display order, into the records and rows: names and paths first, labels once the
+    // status is in. The previous listing's records are overwritten in place, so a refresh reuses
+    // their strings' storage instead of freeing and allocating it again.
+    const std::size_t count = keys.size();
+    Entries.resize(count);
+    if (Rows != nullptr)
+    {
+        Rows->resize(count);
+    }
     const bool bExactSizes = std::locale() == std::locale::classic() && std::fegetround() == FE_TONEAREST;
     ModifiedTimeLabels timeLabels;
-    const std::size_t count = keys.size();
-    Entries.reserve(count);
-    for (std::size_t i = 0; i < count; ++i)
+
+    // Everything but the labels that need the status.
+    const auto writeNames = [&](const SortKey& Key, FileEntry& Item)
     {
-        // Facts and names are read out of order and the old records' strings lie scattered:
-        // fetch them ahead of use.
-        constexpr std::size_t lookAhead = 16;
-        if (i + lookAhead < count)
-        {
-            __builtin_prefetch(&facts[keys[i + lookAhead].Index]);
-            __builtin_prefetch(names.data() + facts[keys[i + lookAhead / 2].Index].NameOffset);
-        }
-        if (i + lookAhead < Entries.size())
-        {
-            const char* record = reinterpret_cast<const char*>(&Entries[i + lookAhead]);
-            for (std::size_t line = 0; line < sizeof(FileEntry); line += 64)
-            {
-                __builtin_prefetch(record + line, 1);
-            }
-            const FileEntry& soon = Entries[i + lookAhead / 4];
-            __builtin_prefetch(soon.Name.data(), 1);
-            __builtin_prefetch(soon.Path.data(), 1);
-            __builtin_prefetch(soon.ModifiedLabel.data(), 1);
-        }
-        const SortKey& key = keys[i];
-        const EntryFacts& fact = facts[key.Index];
-        FileEntry& item = i < Entries.size() ? Entries[i] : Entries.emplace_back();
-        item.bDirectory = key.bDirectory;
-        item.bReadable = fact.bReadable;
-        item.TypeLabel = key.bDirectory ? "Dir" : "File";
+        const EntryFacts& fact = facts[Key.Index];
+        Item.bDirectory = Key.bDirectory;
+        Item.bReadable = fact.bReadable;
+        Store(Item.TypeLabel, Key.bDirectory ? std::string_view("Dir") : std::string_view("File"));
+        const std::string_view name(names.data() + fact.NameOffset, Key.Length);
         if (fact.bThroughFilesystem)
         {
-            item.SizeLabel = "-";
-            LabelThroughFilesystem(fs::path(Directory) / names.substr(fact.NameOffset, key.Length), Options,
-                                   item);
-            continue;
+            Item.SizeLabel = "-";
+            LabelThroughFilesystem(fs::path(Directory) / name, Options, Item);
+            return;
         }
         // One copy each into storage that a refresh usually already has.
-        const char* name = names.data() + fact.NameOffset;
-        item.Name.assign(name, key.Length);
-        if (item.Path.capacity() < joinPrefix.size() + key.Length)
-        {
-            item.Path.reserve(joinPrefix.size() + key.Length);
-        }
-        item.Path.resize(joinPrefix.size() + key.Length);
-        std::memcpy(&item.Path[0], joinPrefix.data(), joinPrefix.size());
-        std::memcpy(&item.Path[joinPrefix.size()], name, key.Length);
+        Store(Item.Name, name);
+        StoreJoined(Item.Path, joinPrefix, name);
         if (fact.bResolvePath)
         {
-            item.Path = Options.CanonicalizePath(item.Path);
+            Item.Path = Options.CanonicalizePath(Item.Path);
         }
-        if (key.bDirectory || !fact.bStatusKnown || !fact.bRegular)
+    };
+    const auto writeLabels = [&](const SortKey& Key, FileEntry& Item)
+    {
+        const EntryFacts& fact = facts[Key.Index];
+        if (fact.bThroughFilesystem)
         {
-            item.SizeLabel = "-";
+            return;
         }
-        else if (!bExactSizes || !FormatSizeExactly(fact.Size, item.SizeLabel))
+        const EntryStatus& status = statuses[Key.Index];
+        if (Key.bDirectory || !status.bKnown || !status.bRegular)
         {
-            item.SizeLabel = Options.FormatFileSize(fact.Size);
+            Store(Item.SizeLabel, "-");
         }
-        if (!fact.bStatusKnown)
+        else if (!bExactSizes || !FormatSizeExactly(status.Size, Item.SizeLabel))
         {
-            item.ModifiedLabel.clear();
+            Item.SizeLabel = Options.FormatFileSize(status.Size);
         }
-        else if (!timeLabels.Format(fact.MtimeSeconds, fact.MtimeNanoseconds, item.ModifiedLabel))
+        if (!status.bKnown)
+        {
+            Item.ModifiedLabel.clear();
+        }
+        else if (!timeLabels.Format(status.MtimeSeconds, status.MtimeNanoseconds, Item.ModifiedLabel))
         {
             std::error_code ec;
-            item.ModifiedLabel = Options.FormatModifiedTime(fs::last_write_time(joinPrefix + item.Name, ec));
+            Item.ModifiedLabel = Options.FormatModifiedTime(fs::last_write_time(joinPrefix + Item.Name, ec));
         }
+    };
+    // One sweep over the records in display order; facts, names and the old records' strings are
+    // read out of order or lie scattered, so they are fetched ahead of use.
+    const auto sweep = [&](bool bNames, bool bLabels)
+    {
+        constexpr std::size_t lookAhead = 16;
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            if (i + lookAhead < count)
+            {
+                const std::uint32_t soonIndex = keys[i + lookAhead].Index;
+                __builtin_prefetch(bNames ? static_cast<const void*>(&facts[soonIndex])
+                                          : &statuses[soonIndex]);
+                const char* record = reinterpret_cast<const char*>(&Entries[i + lookAhead]);
+                for (std::size_t line = 0; line < sizeof(FileEntry); line += 64)
+                {
+                    __builtin_prefetch(record + line, 1);
+                }
+                if (Rows != nullptr)
+                {
+                    const GLTableModel::Row& row = (*Rows)[i + lookAhead];
+                    __builtin_prefetch(row.data(), 1);
+                    __builtin_prefetch(reinterpret_cast<const char*>(row.data()) + 64, 1);
+                }
+            }
+            if (i + lookAhead / 2 < count)
+            {
+                const FileEntry& soon = Entries[i + lookAhead / 2];
+                if (bNames)
+                {
+                    __builtin_prefetch(names.data() + facts[keys[i + lookAhead / 2].Index].NameOffset);
+                    __builtin_prefetch(soon.Name.data(), 1);
+                    __builtin_prefetch(soon.Path.data(), 1);
+                }
+                if (bLabels)
+                {
+                    __builtin_prefetch(soon.ModifiedLabel.data(), 1);
+                }
+                if (Rows != nullptr && (*Rows)[i + lookAhead / 2].size() == 4)
+                {
+                    const GLTableModel::Row& row = (*Rows)[i + lookAhead / 2];
+                    __builtin_prefetch((bNames ? row[0] : row[3]).data(), 1);
+                }
+            }
+            const SortKey& key = keys[i];
+            FileEntry& item = Entries[i];
+            if (bNames)
+            {
+                writeNames(key, item);
+            }
+            if (bLabels)
+            {
+                writeLabels(key, item);
+            }
+            if (Rows != nullptr)
+            {
+                GLTableModel::Row& row = (*Rows)[i];
+                row.resize(4);
+                if (bNames)
+                {
+                    Store(row[0], item.Name);
+                    Store(row[1], item.TypeLabel);
+                }
+                if (bLabels)
+                {
+                    Store(row[2], item.SizeLabel);
+                    Store(row[3], item.ModifiedLabel);
+                }
+            }
+        }
+    };
+    if (helper.Running())
+    {
+        sweep(true, false);
+        // Labels follow the helper's queries in readdir order, each written to its entry's row,
+        // so that little is left to do once the last query returns.
+        std::vector<std::uint32_t> position(count);
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            position[keys[i].Index] = static_cast<std::uint32_t>(i);
+        }
+        for (std::size_t index = 0; index < count;)
+        {
+            const std::size_t ready = progress.WaitBeyond(index);
+            for (; index < ready; ++index)
+            {
+                const std::size_t i = position[index];
+                writeLabels(keys[i], Entries[i]);
+                if (Rows != nullptr)
+                {
+                    Store((*Rows)[i][2], Entries[i].SizeLabel);
+                    Store((*Rows)[i][3], Entries[i].ModifiedLabel);
+                }
+            }
+        }
+        helper.Join();
     }
-    Entries.resize(count);
+    else
+    {
+        sweep(true, true);
+    }
     return result;
 }

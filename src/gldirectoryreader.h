@@ -26,6 +26,9 @@ struct GLDirectoryListingOptions
     // Folders of at least this many entries are sorted by radix on the key prefixes first; the
     // result is identical to the comparison sort's (tests lower it to cover small folders).
     std::size_t RadixSortMinimum = 65536;
+    // When at least this many entries need a status query after their type is known, a helper
+    // thread makes those queries while the caller's thread sorts and writes names (tests lower it).
+    std::size_t ParallelMinimum = 2048;
 };
 
 // What reading a folder ran into.
@@ -35,10 +38,15 @@ struct GLDirectoryListingResult
     std::error_code Error;
     // The folder could be opened (entries read before an advance error are kept).
     bool bOpened = false;
+    // The radix sort's order stood as it came out (names that tie once lowered, or a fault in it,
+    // send the entries through the comparison sort instead).
+    bool bRadixOrderKept = false;
 };
 
 // Replaces Entries (keeping its storage) by the entries of Directory, labelled and sorted folders
-// first, then by name with every byte passed through tolower, in the order std::sort gives.
+// first, then by name with every byte passed through tolower, in the order std::sort gives. Rows,
+// when given, is refilled likewise with each entry's name, type, size and modified labels.
 GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
                                                 const GLDirectoryListingOptions& Options,
-                                                std::vector<GLFileDialogPanel::FileEntry>& Entries);
+                                                std::vector<GLFileDialogPanel::FileEntry>& Entries,
+                                                GLTableModel::RowList* Rows = nullptr);

@@ -35,6 +35,30 @@ fs::path CanonicalOrNormal(const fs::path& Path)
     return canonical;
 }
 
+// Installs rows made from Entries and selects the last row whose path is SelectedPath (a link
+// and its target share one).
+void ShowTableRows(GLFileDialogPanel& Panel, GLTableModel::RowList&& Rows)
+{
+    int selectedRow = -1;
+    if (!Panel.SelectedPath.empty())
+    {
+        for (std::size_t i = Panel.Entries.size(); i-- > 0;)
+        {
+            if (Panel.Entries[i].Path == Panel.SelectedPath)
+            {
+                selectedRow = static_cast<int>(i);
+                break;
+            }
+        }
+    }
+    Panel.TableModel->SetRows(std::move(Rows));
+    if (Panel.FileTable != nullptr)
+    {
+        Panel.FileTable->FocusedRow = selectedRow;
+        Panel.FileTable->SelectedRow = selectedRow;
+    }
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -136,7 +160,10 @@ void GLFileDialogPanel::EnsureUiUpToDate()
     options.CanonicalizePath = &CanonicalizePath;
     options.FormatFileSize = &FormatFileSize;
     options.FormatModifiedTime = &FormatModifiedTime;
-    const GLDirectoryListingResult listing = GLReadDirectoryListing(CurrentDirectory, options, Entries);
+    // The table's rows are filled in the same pass, from the freshly written records.
+    GLTableModel::RowList rows = TableModel ? TableModel->TakeRows() : GLTableModel::RowList();
+    const GLDirectoryListingResult listing =
+        GLReadDirectoryListing(CurrentDirectory, options, Entries, TableModel ? &rows : nullptr);
     ec = listing.Error;
     if (!listing.bOpened)
     {
@@ -151,7 +178,10 @@ void GLFileDialogPanel::EnsureUiUpToDate()
         bBrowseStatusEmit = true;
     }
 
-    RebuildTableModel();
+    if (TableModel)
+    {
+        ShowTableRows(*this, std::move(rows));
+    }
     WriteLocationInput();
     SetStatusTextInternal(browseStatus, bBrowseStatusEmit);
 }
@@ -169,27 +199,17 @@ void GLFileDialogPanel::RebuildTableModel()
     // strings' storage instead of freeing one listing's worth and allocating the next.
     GLTableModel::RowList rows = TableModel->TakeRows();
     rows.resize(Entries.size());
-    int selectedRow = -1;
     for (std::size_t i = 0; i < Entries.size(); ++i)
     {
         const FileEntry& entry = Entries[i];
         GLTableModel::Row& row = rows[i];
         row.resize(4);
-        row[0].assign(entry.Name);
-        row[1].assign(entry.TypeLabel);
-        row[2].assign(entry.SizeLabel);
-        row[3].assign(entry.ModifiedLabel);
-        if (!SelectedPath.empty() && entry.Path == SelectedPath)
-        {
-            selectedRow = static_cast<int>(i);
-        }
+        row[0] = entry.Name;
+        row[1] = entry.TypeLabel;
+        row[2] = entry.SizeLabel;
+        row[3] = entry.ModifiedLabel;
     }
-    TableModel->SetRows(std::move(rows));
-    if (FileTable != nullptr)
-    {
-        FileTable->FocusedRow = selectedRow;
-        FileTable->SelectedRow = selectedRow;
-    }
+    ShowTableRows(*this, std::move(rows));
 }
 
 // ---------------------------------------------------------------------------------------------

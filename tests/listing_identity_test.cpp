@@ -29,10 +29,10 @@ std::string Describe(const std::string& Dir, const EntryList& Entries, const std
 // The reader as on a file system without entry types, and as for a folder that is not canonical.
 const GLDirectoryListingOptions Untyped{true, true, &TestAccess::CanonicalizePath,
                                         &TestAccess::FormatFileSize, &TestAccess::FormatModifiedTime};
-// The radix route of large folders, taken whatever the size.
-const GLDirectoryListingOptions RadixAlways{
+// The route of large folders (radix sort, status queries on a helper thread), taken whatever the size.
+const GLDirectoryListingOptions LargeFolderRoute{
     true, false, &TestAccess::CanonicalizePath, &TestAccess::FormatFileSize, &TestAccess::FormatModifiedTime,
-    0};
+    0,    0};
 const GLDirectoryListingOptions ThroughFilesystem{false, false, &TestAccess::CanonicalizePath,
                                                   &TestAccess::FormatFileSize,
                                                   &TestAccess::FormatModifiedTime};
@@ -148,7 +148,7 @@ TEST(ListingIdentity, EveryKindOfEntryInEveryTimeZone)
         {
             EXPECT_EQ(Mismatch(tree->Root()), "");
             EXPECT_EQ(Mismatch(tree->Root(), &Untyped), "");
-            EXPECT_EQ(Mismatch(tree->Root(), &RadixAlways), "");
+            EXPECT_EQ(Mismatch(tree->Root(), &LargeFolderRoute), "");
             EXPECT_EQ(Mismatch(tree->Root(), &ThroughFilesystem), "");
         }
     }
@@ -202,8 +202,9 @@ TEST(ListingIdentity, EntriesWhoseStatusIsDeniedOrFoldersThatCannotBeOpened)
             std::string out;
             for (const auto& folder : folders)
             {
-                out +=
-                    Mismatch(tree.Path(folder.first)) + Mismatch(tree.Path(folder.first), &ThroughFilesystem);
+                out += Mismatch(tree.Path(folder.first)) +
+                       Mismatch(tree.Path(folder.first), &ThroughFilesystem) +
+                       Mismatch(tree.Path(folder.first), &LargeFolderRoute);
             }
             return out;
         });
@@ -239,7 +240,7 @@ TEST(ListingIdentity, RandomTrees)
             SetMtime(tree.Path(name), 1000000000 + static_cast<std::int64_t>(random() % 2000000000));
         }
         EXPECT_EQ(Mismatch(tree.Root()), "") << "seed " << seed;
-        EXPECT_EQ(Mismatch(tree.Root(), &RadixAlways), "") << "seed " << seed;
+        EXPECT_EQ(Mismatch(tree.Root(), &LargeFolderRoute), "") << "seed " << seed;
     }
     // Names unique once lowered but sharing long prefixes: the radix route's own order counts.
     TempTree shared;
@@ -250,5 +251,48 @@ TEST(ListingIdentity, RandomTrees)
         const std::string name = std::string(words[random() % 5]) + words[random() % 5] + std::to_string(i);
         i % 7 == 0 ? shared.Dir(name) : shared.File(name);
     }
-    EXPECT_EQ(Mismatch(shared.Root(), &RadixAlways), "");
+    for (int i = 0; i < 60; ++i) // buckets of a few names each
+    {
+        shared.File(std::string(1, static_cast<char>('a' + i % 26)) + std::to_string(i * 7919 % 1000));
+    }
+    EXPECT_EQ(Mismatch(shared.Root(), &LargeFolderRoute), "");
+    EntryList entries;
+    EXPECT_TRUE(GLReadDirectoryListing(shared.Root(), LargeFolderRoute, entries).bRadixOrderKept);
+}
+
+// A refresh writes over the records and rows of the listing before it, skipping what is already
+// there. Whatever they held, the result must be a fresh listing's, and the rows must mirror it.
+// Folders of equal path lengths holding the same names, large enough for the helper thread.
+TEST(ListingIdentity, ListingsOverEarlierOnesMatchFreshOnes)
+{
+    TempTree tree;
+    for (int i = 0; i < 2100; ++i)
+    {
+        const std::string name = "n" + std::to_string(1000 + i);
+        tree.File("aa/" + name, std::string(static_cast<std::size_t>(i % 10), 'x'));
+        tree.File("bb/" + name, std::string(static_cast<std::size_t>(9 - i % 10), 'y'));
+    }
+    tree.Dir("aa/Sub");
+    tree.Dir("bb/Sub");
+    GLFileDialogPanel panel;
+    const auto check = [&panel](const std::string& Dir)
+    {
+        panel.OpenAtPath(Dir);
+        const auto want = glfd_oracle::ListStraightforwardly(Dir);
+        EXPECT_EQ(Describe(panel.CurrentDirectory, panel.Entries, "", false),
+                  Describe(want.Directory, want.Entries, "", false));
+        std::vector<std::string> rows;
+        for (const auto& entry : panel.Entries)
+        {
+            rows.push_back(entry.Name + "|" + entry.TypeLabel + "|" + entry.SizeLabel + "|" +
+                           entry.ModifiedLabel);
+        }
+        EXPECT_EQ(ModelRows(panel), rows);
+    };
+    check(tree.Path("aa"));
+    check(tree.Path("bb"));
+    fs::resize_file(tree.Path("bb/n1004"), 7); // "5 B" becomes "7 B"
+    SetMtime(tree.Path("bb/n1004"), 1000000000);
+    check(tree.Path("bb"));
+    check(tree.Path("aa"));
 }
