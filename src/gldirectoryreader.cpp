@@ -146,8 +146,8 @@ void SortRun(std::vector<SortKey>& Keys, std::size_t Begin, std::size_t End, con
 // keys are equivalent, that order is the only one there is, so a radix sort on the folder flag and
 // the prefix, finished by std::sort inside each run of equal prefixes, reaches it exactly. Keys that
 // are equivalent (names equal once lowered) are left by std::sort in an order that depends on its
-// input; then the comparison sort runs again from readdir order.
-// Returns whether the radix order was kept.
+// input; then the comparison sort runs again from readdir order. Returns whether the radix order
+// was kept.
 bool SortKeys(std::vector<SortKey>& Keys, const KeyOrder& Order, std::size_t RadixMinimum)
 {
     if (Keys.size() < RadixMinimum || Order.PrefixBytes == 0)
@@ -398,10 +398,8 @@ bool IsTrimmedByte(char Byte)
     return Byte == ' ' || Byte == '\t' || Byte == '\n' || Byte == '\r';
 }
 
-// Size labels from integer arithmetic, equal to the stream route's text under the classic locale
-// and round-to-nearest: below 2^53 the double it formats is exact, and printf rounds ties to even.
 // Writes Text into Target unless it is there already: a refresh of an unchanged folder then
-// reads its old records without dirtying them, which halves its memory traffic.
+// reads its old records without dirtying them, so none of them has to be written back to memory.
 void Store(std::string& Target, std::string_view Text)
 {
     if (Target.size() != Text.size() || std::memcmp(Target.data(), Text.data(), Text.size()) != 0)
@@ -429,6 +427,8 @@ void StoreJoined(std::string& Target, std::string_view Prefix, std::string_view 
     std::memcpy(&Target[Prefix.size()], Name.data(), Name.size());
 }
 
+// Size labels from integer arithmetic, equal to the stream route's text under the classic locale
+// and round-to-nearest: below 2^53 the double it formats is exact, and printf rounds ties to even.
 bool FormatSizeExactly(std::uint64_t Size, std::string& Label)
 {
     static const std::array<const char*, 5> suffixes = {" B", " KB", " MB", " GB", " TB"};
