@@ -21,6 +21,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -340,11 +341,25 @@ public:
 
     template <typename Task> void Start(const Task& Work)
     {
+        // The thread inherits a mask that blocks every asynchronous signal, so that the host's
+        // signals keep reaching the host's own threads.
+        sigset_t blocked;
+        sigset_t previous;
+        ::sigfillset(&blocked);
+        for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS})
+        {
+            ::sigdelset(&blocked, signal);
+        }
+        ::pthread_sigmask(SIG_BLOCK, &blocked, &previous);
         try
         {
             Worker = std::thread(Work);
         }
         catch (const std::system_error&)
+        {
+        }
+        ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+        if (!Worker.joinable())
         {
             Work();
         }
