@@ -818,9 +818,9 @@ GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
     }
 
     // The pending status queries run on a helper thread for large folders, while this one builds
-    // the sort keys, sorts and writes names and paths; labels follow once both are done. The
-    // kernel's work itself is not split: the helper makes the same queries, one after another,
-    // that this thread would.
+    // the sort keys, sorts, writes names and paths, and then labels entries as their statuses come
+    // in. The kernel's work itself is not split: the helper makes the same queries, one after
+    // another, that this thread would.
     StatusProgress progress;
     const auto readPending = [&facts, &statuses, &names, &progress, dirFd]()
     {
