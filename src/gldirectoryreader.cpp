@@ -848,13 +848,11 @@ GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
     }
 
     // Only the bytes the key and Second hold are lowered here; the comparator lowers the rest.
+    // Where the prefix is unusable both stay zero and the comparator compares whole names.
     second.resize(keys.size());
-    for (SortKey& key : keys)
+    for (std::size_t k = 0; bPrefixUsable && k < keys.size(); ++k)
     {
-        if (!bPrefixUsable)
-        {
-            break; // both stay zero: the comparator compares whole names
-        }
+        SortKey& key = keys[k];
         std::array<unsigned char, KeyBytes> lowerName{};
         const char* name = names.data() + facts[key.Index].NameOffset;
         for (std::size_t i = 0; i < lowerName.size() && i < key.Length; ++i)
