@@ -3,6 +3,7 @@
 #include "glwidget.h"
 #include "signalslot.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -36,6 +37,11 @@ public:
     GLMetrics Metrics;
     // Raised with keys that no child consumed.
     Signal<GLKey, GLModifiers> KeyPressed;
+    // Set by the host: draws one frame of this window and delivers the input that arrived
+    // meanwhile. While an operation of the window has waited on the file system for more than
+    // about 100 ms, the window calls it about every 16 ms, so the host keeps drawing and
+    // answering. Left empty, the host simply waits.
+    std::function<void()> WaitFrame;
 
     // Creates a child widget owned by this window.
     template <typename T> T* AddChild()
@@ -58,6 +64,9 @@ public:
     virtual void Layout() {}
     // The title a host should show for this window.
     virtual std::string WindowTitle() const { return {}; }
+    // Asks an operation that is waiting on the file system to give up as soon as it can; a host
+    // calls it from WaitFrame when the user closes the window or interrupts the program.
+    virtual void AbandonWait() {}
 
     // A window passes focus to its children and never holds it itself.
     bool AcceptsFocus() const override { return false; }
