@@ -41,11 +41,16 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <spawn.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+extern char** environ;
 
 namespace
 {
@@ -65,7 +70,6 @@ Options Config;
 int SourceFd = -1;
 // Zero would make the kernel ask again at once, so one status query would cost two round trips.
 constexpr double AttributeTimeout = 1e-9;
-fuse_session* Session = nullptr;
 
 // ---- Inodes: one number per relative path, kept for the daemon's life (the view is read-only
 // and small enough that forgetting is not worth its races).
@@ -224,6 +228,8 @@ void DoInit(void* /*UserData*/, fuse_conn_info* Conn)
 {
     // Plain readdir: a bulk fetch of attributes would answer status queries behind the delay.
     Conn->want &= ~static_cast<unsigned>(FUSE_CAP_READDIRPLUS | FUSE_CAP_READDIRPLUS_AUTO);
+    // Look-ups in one folder in flight together; otherwise the kernel queues them behind a hung one.
+    Conn->want |= Conn->capable & FUSE_CAP_PARALLEL_DIROPS;
 }
 
 void ReplyStat(fuse_req_t Req, const std::string& Relative, bool bEntry)
@@ -478,6 +484,22 @@ bool StillMounted(const std::string& Name)
     return false;
 }
 
+// Lazy, since hung requests keep the mount busy; the device stays open for the answers to come.
+void UnmountLazily()
+{
+    if (::umount2(Config.MountPoint.c_str(), MNT_DETACH) == 0)
+    {
+        return;
+    }
+    const char* argv[] = {"fusermount3", "-u", "-z", "-q", Config.MountPoint.c_str(), nullptr};
+    pid_t pid = -1;
+    if (::posix_spawnp(&pid, argv[0], nullptr, nullptr, const_cast<char* const*>(argv), environ) == 0)
+    {
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+    }
+}
+
 [[noreturn]] void Watch(int SignalFd)
 {
     const std::string name = FsName();
@@ -501,11 +523,11 @@ bool StillMounted(const std::string& Name)
         }
         bSeen = bSeen || bMounted;
     }
-    ReleaseParked();
     if (bSignalled)
     {
-        fuse_session_unmount(Session); // lazy: succeeds while requests still hold the mount
+        UnmountLazily(); // first, so that nothing released finds the mount still there
     }
+    ReleaseParked();
     // Closing the device (by exiting) aborts the connection: anything still waiting gets an error.
     std::fflush(stderr);
     std::_Exit(0);
@@ -643,8 +665,8 @@ int main(int argc, char** argv)
     ops.read = DoRead;
     ops.release = DoRelease;
     ops.statfs = DoStatfs;
-    Session = fuse_session_new(&args, &ops, sizeof(ops), nullptr);
-    if (Session == nullptr || signalFd < 0 || fuse_session_mount(Session, Config.MountPoint.c_str()) != 0)
+    fuse_session* session = fuse_session_new(&args, &ops, sizeof(ops), nullptr);
+    if (session == nullptr || signalFd < 0 || fuse_session_mount(session, Config.MountPoint.c_str()) != 0)
     {
         std::fprintf(stderr, "glfd_slowfs: cannot mount %s\n", Config.MountPoint.c_str());
         return 1;
@@ -656,7 +678,7 @@ int main(int argc, char** argv)
     fuse_loop_config* loop = fuse_loop_cfg_create();
     fuse_loop_cfg_set_max_threads(loop, 256);
     fuse_loop_cfg_set_idle_threads(loop, 16);
-    const int result = fuse_session_loop_mt(Session, loop);
+    const int result = fuse_session_loop_mt(session, loop);
     // The kernel ended the connection (unmounted with nothing hanging).
     ReleaseParked();
     std::fflush(stderr);

@@ -134,6 +134,7 @@ protected:
         Tree.Fifo("pipe");
         Tree.Socket("sock");
         Tree.File("stuck/file", "s");
+        Tree.File("stuck/other", "o");
     }
 
     TempTree Tree;
@@ -236,6 +237,7 @@ TEST_F(SlowFsTest, HungNamesHangWithoutBlockingOthersUntilUnmounted)
     // Everything else still answers, the hung names' neighbours and parents included.
     EXPECT_EQ(StatOf(mount.Path("docs/a.txt")), 0);
     EXPECT_EQ(StatOf(mount.Path("stuck")), 0);
+    EXPECT_EQ(StatOf(mount.Path("stuck/other")), 0); // a sibling's look-up is not queued behind it
     EXPECT_EQ(ListOf(mount.Path("docs")), 0);
     EXPECT_EQ(OpenOf(mount.Path("big.bin")), 0);
 
@@ -250,7 +252,7 @@ TEST_F(SlowFsTest, HungNamesHangWithoutBlockingOthersUntilUnmounted)
 TEST_F(SlowFsTest, TerminationReleasesHungCallsAndAKilledWaiterCanBeReaped)
 {
     SlowMountOptions options;
-    options.HangStat = {"docs"};
+    options.HangStat = {"docs", "stuck"};
     SlowMount mount(Tree.Root(), options);
     ASSERT_TRUE(mount.IsMounted()) << mount.Failure();
 
@@ -263,7 +265,8 @@ TEST_F(SlowFsTest, TerminationReleasesHungCallsAndAKilledWaiterCanBeReaped)
         ::_exit(0);
     }
     ASSERT_GT(child, 0);
-    auto waiter = InBackground([&] { return StatOf(mount.Path("docs/a.txt")); });
+    // Not the child's name: a second look-up of it would wait in the kernel for the child's.
+    auto waiter = InBackground([&] { return StatOf(mount.Path("stuck/file")); });
     std::this_thread::sleep_for(StillBlocked);
     int status = 0;
     EXPECT_EQ(::waitpid(child, &status, WNOHANG), 0) << "the child's status query should hang";
