@@ -20,6 +20,7 @@
 #include <fuse_lowlevel.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -47,6 +48,7 @@
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -228,8 +230,6 @@ void DoInit(void* /*UserData*/, fuse_conn_info* Conn)
 {
     // Plain readdir: a bulk fetch of attributes would answer status queries behind the delay.
     Conn->want &= ~static_cast<unsigned>(FUSE_CAP_READDIRPLUS | FUSE_CAP_READDIRPLUS_AUTO);
-    // Look-ups in one folder in flight together; otherwise the kernel queues them behind a hung one.
-    Conn->want |= Conn->capable & FUSE_CAP_PARALLEL_DIROPS;
 }
 
 void ReplyStat(fuse_req_t Req, const std::string& Relative, bool bEntry)
@@ -461,6 +461,65 @@ void DoStatfs(fuse_req_t Req, fuse_ino_t /*Ino*/)
     fuse_reply_statfs(Req, &st);
 }
 
+// ---- The device, read and written as libfuse would, except that the answer to the kernel's
+// first message asks for look-ups in one folder to run in parallel. Without that the kernel
+// queues every look-up in a folder behind a hung one (and behind each delayed one), and this
+// libfuse cannot ask for it itself.
+
+struct KernelInHeader // the kernel's fuse_in_header
+{
+    uint32_t Length;
+    uint32_t Opcode;
+    uint64_t Unique;
+};
+struct KernelOutHeader // fuse_out_header
+{
+    uint32_t Length;
+    int32_t Error;
+    uint64_t Unique;
+};
+struct KernelInitOut // the start of fuse_init_out
+{
+    uint32_t Major;
+    uint32_t Minor;
+    uint32_t MaxReadahead;
+    uint32_t Flags;
+};
+constexpr uint32_t KernelOpInit = 26;
+constexpr uint32_t KernelParallelDirops = 1U << 18;
+std::atomic<uint64_t> InitUnique{0};
+
+ssize_t DeviceRead(int Fd, void* Buffer, size_t Length, void* /*UserData*/)
+{
+    const ssize_t got = ::read(Fd, Buffer, Length);
+    if (got >= static_cast<ssize_t>(sizeof(KernelInHeader)))
+    {
+        KernelInHeader in{};
+        std::memcpy(&in, Buffer, sizeof(in));
+        if (in.Opcode == KernelOpInit)
+        {
+            InitUnique = in.Unique;
+        }
+    }
+    return got;
+}
+
+ssize_t DeviceWritev(int Fd, iovec* Parts, int Count, void* /*UserData*/)
+{
+    KernelOutHeader out{};
+    if (Count >= 2 && Parts[0].iov_len >= sizeof(out) && Parts[1].iov_len >= sizeof(KernelInitOut))
+    {
+        std::memcpy(&out, Parts[0].iov_base, sizeof(out));
+        if (out.Error == 0 && out.Unique == InitUnique && InitUnique != 0)
+        {
+            auto* init = static_cast<KernelInitOut*>(Parts[1].iov_base);
+            init->Flags |= KernelParallelDirops;
+            InitUnique = 0;
+        }
+    }
+    return ::writev(Fd, Parts, Count);
+}
+
 // ---- Lifetime: ends on SIGTERM/SIGINT/SIGHUP or when the mount leaves the mount table (a lazy
 // unmount while requests hang keeps the file system alive, so the kernel alone would never tell).
 
@@ -669,6 +728,12 @@ int main(int argc, char** argv)
     if (session == nullptr || signalFd < 0 || fuse_session_mount(session, Config.MountPoint.c_str()) != 0)
     {
         std::fprintf(stderr, "glfd_slowfs: cannot mount %s\n", Config.MountPoint.c_str());
+        return 1;
+    }
+    const fuse_custom_io io = {DeviceWritev, DeviceRead, nullptr, nullptr};
+    if (fuse_session_custom_io(session, &io, fuse_session_fd(session)) != 0)
+    {
+        std::fprintf(stderr, "glfd_slowfs: cannot take over the device\n");
         return 1;
     }
     std::thread(AnswerInterrupts).detach();
