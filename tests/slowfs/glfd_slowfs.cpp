@@ -6,9 +6,9 @@
 //
 // NAME is a path relative to the mount root ("big", "big/file7"). A hung request is parked, not
 // answered, until the mount goes away or the program gets SIGTERM/SIGINT/SIGHUP; then every
-// parked request fails with ENOTCONN and the program exits. A waiter that is killed (a process
-// exiting with a thread stuck here) gets EINTR, as killable waits on network mounts do, so that
-// its process can be reaped.
+// parked request fails with ENOTCONN and the program exits. Signals do not end a hung call, but
+// a caller being killed (a process exiting with a thread stuck here) gets EINTR, as on hard
+// network mounts, so that its process can be reaped.
 //
 // Every status query a program makes reaches this daemon and pays the delay exactly once: entries
 // are never cached (a path is looked up again each time), and the attributes a lookup returns
@@ -111,19 +111,27 @@ const char* AtName(const std::string& Relative)
     return Relative.empty() ? "." : Relative.c_str();
 }
 
-// ---- Parked (hung) requests
+// ---- Parked (hung) requests. A hung call waits the way calls on a hard network mount do:
+// signals do not end it, but a caller that is being killed (SIGKILL, or its process exiting)
+// gets EINTR, so that its process can be reaped.
 
 enum class ParkState
 {
-    Registering, // interrupt callback being installed; the installer answers
-    Interrupted, // interrupted while registering
-    Parked,
+    Registering, // interrupt callback being installed
+    Parked,      // waiting for release
+    Interrupted, // the kernel passed on a signal: answered once the caller is being killed
+};
+
+struct ParkedCall
+{
+    ParkState State;
+    pid_t Caller;                 // the calling thread
+    bool bEarlyInterrupt = false; // interrupted while still Registering
 };
 
 std::mutex ParkLock;
-std::map<fuse_req_t, ParkState> ParkedRequests;
+std::map<fuse_req_t, ParkedCall> ParkedRequests;
 bool bReleased = false;
-std::vector<fuse_req_t> InterruptedRequests; // answered by the interrupt thread
 std::condition_variable InterruptWake;
 
 void OnInterrupt(fuse_req_t Req, void* /*Data*/)
@@ -135,17 +143,16 @@ void OnInterrupt(fuse_req_t Req, void* /*Data*/)
     {
         return;
     }
-    if (found->second == ParkState::Registering)
+    if (found->second.State == ParkState::Registering)
     {
-        found->second = ParkState::Interrupted;
+        found->second.bEarlyInterrupt = true; // Park() settles it
         return;
     }
-    ParkedRequests.erase(found);
-    InterruptedRequests.push_back(Req);
+    found->second.State = ParkState::Interrupted;
     InterruptWake.notify_one();
 }
 
-// Never answers Req (until release or an interrupt).
+// Never answers Req (until release, or until its caller is killed).
 void Park(fuse_req_t Req)
 {
     {
@@ -155,34 +162,69 @@ void Park(fuse_req_t Req)
             fuse_reply_err(Req, ENOTCONN);
             return;
         }
-        ParkedRequests[Req] = ParkState::Registering;
+        ParkedRequests[Req] = {ParkState::Registering, fuse_req_ctx(Req)->pid};
     }
     fuse_req_interrupt_func(Req, OnInterrupt, nullptr);
     std::unique_lock<std::mutex> lock(ParkLock);
     const auto found = ParkedRequests.find(Req);
-    if (found->second == ParkState::Interrupted || bReleased)
+    if (bReleased)
     {
-        const int error = found->second == ParkState::Interrupted ? EINTR : ENOTCONN;
         ParkedRequests.erase(found);
         lock.unlock();
-        fuse_reply_err(Req, error);
+        fuse_reply_err(Req, ENOTCONN);
         return;
     }
-    found->second = ParkState::Parked;
+    found->second.State = found->second.bEarlyInterrupt ? ParkState::Interrupted : ParkState::Parked;
+    InterruptWake.notify_one();
 }
 
-// Answers interrupted parked requests, outside libfuse's interrupt callback. The callback can
-// still be unwinding when this runs, but libfuse holds a reference on the request until it has.
+// Whether the thread Tid has a SIGKILL pending (it is being killed) or is gone.
+bool BeingKilled(pid_t Tid)
+{
+    std::ifstream status("/proc/" + std::to_string(Tid) + "/status");
+    if (!status)
+    {
+        return true;
+    }
+    std::string line;
+    while (std::getline(status, line))
+    {
+        if (line.rfind("SigPnd:", 0) == 0 || line.rfind("ShdPnd:", 0) == 0)
+        {
+            const unsigned long long pending = std::strtoull(line.c_str() + 7, nullptr, 16);
+            if ((pending & (1ULL << (SIGKILL - 1))) != 0)
+            {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+// Answers interrupted calls whose callers are being killed; looks again every 50 ms, since the
+// kernel passes on only the first signal of a call. Runs outside libfuse's interrupt callback,
+// which still holds a reference on the request while it unwinds.
 void AnswerInterrupts()
 {
     std::unique_lock<std::mutex> lock(ParkLock);
     for (;;)
     {
-        InterruptWake.wait(lock, [] { return !InterruptedRequests.empty(); });
-        std::vector<fuse_req_t> batch;
-        batch.swap(InterruptedRequests);
+        InterruptWake.wait_for(lock, std::chrono::milliseconds(50));
+        std::vector<fuse_req_t> killed;
+        for (auto it = ParkedRequests.begin(); it != ParkedRequests.end();)
+        {
+            if (it->second.State == ParkState::Interrupted && BeingKilled(it->second.Caller))
+            {
+                killed.push_back(it->first);
+                it = ParkedRequests.erase(it);
+            }
+            else
+            {
+                ++it;
+            }
+        }
         lock.unlock();
-        for (fuse_req_t req : batch)
+        for (fuse_req_t req : killed)
         {
             fuse_reply_err(req, EINTR);
         }
@@ -199,14 +241,14 @@ void ReleaseParked()
         bReleased = true;
         for (auto it = ParkedRequests.begin(); it != ParkedRequests.end();)
         {
-            if (it->second == ParkState::Parked)
+            if (it->second.State != ParkState::Registering) // those Park() answers itself
             {
                 parked.push_back(it->first);
                 it = ParkedRequests.erase(it);
             }
             else
             {
-                ++it; // still being parked: Park() sees bReleased and answers it
+                ++it;
             }
         }
     }

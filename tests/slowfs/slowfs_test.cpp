@@ -249,18 +249,24 @@ TEST_F(SlowFsTest, HungNamesHangWithoutBlockingOthersUntilUnmounted)
     }
 }
 
-TEST_F(SlowFsTest, TerminationReleasesHungCallsAndAKilledWaiterCanBeReaped)
+TEST_F(SlowFsTest, SignalsLeaveHungCallsWaitingButKillingOrTerminationEndsThem)
 {
     SlowMountOptions options;
     options.HangStat = {"docs", "stuck"};
     SlowMount mount(Tree.Root(), options);
     ASSERT_TRUE(mount.IsMounted()) << mount.Failure();
 
-    // A process killed while it waits is reaped, as with a killable wait on a network mount; the
-    // name goes on hanging for everyone else.
+    // A caller's signals do not end its wait, but being killed does (as on a hard network mount),
+    // so its process can be reaped; the name goes on hanging for everyone else.
     const pid_t child = ::fork();
     if (child == 0)
     {
+        struct sigaction handler
+        {
+        };
+        handler.sa_handler = [](int) {
+        }; // no SA_RESTART: a call that ended early would return
+        ::sigaction(SIGUSR1, &handler, nullptr);
         StatOf(mount.Path("docs"));
         ::_exit(0);
     }
@@ -270,6 +276,9 @@ TEST_F(SlowFsTest, TerminationReleasesHungCallsAndAKilledWaiterCanBeReaped)
     std::this_thread::sleep_for(StillBlocked);
     int status = 0;
     EXPECT_EQ(::waitpid(child, &status, WNOHANG), 0) << "the child's status query should hang";
+    ::kill(child, SIGUSR1);
+    std::this_thread::sleep_for(StillBlocked);
+    EXPECT_EQ(::waitpid(child, &status, WNOHANG), 0) << "a signal that does not kill ended the wait";
     ::kill(child, SIGKILL);
     const auto deadline = Clock::now() + Released;
     pid_t reaped = 0;
