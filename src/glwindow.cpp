@@ -99,22 +99,28 @@ public:
     {
     }
 
+    // Whether the press did something.
     bool bTaken = false;
+    // Whether the widget was of a kind the toolkit knows.
+    bool bKnown = false;
 
-    using GLWidgetVisitor::Visit;
     void Visit(GLButton& Button) override
     {
+        bKnown = true;
         Window.SetFocus(&Button);
         Button.Click();
         bTaken = true;
     }
     void Visit(GLTextInput& Input) override
     {
+        bKnown = true;
         Window.SetFocus(&Input);
         bTaken = true;
     }
+    void Visit(GLLabel& /*Label*/) override { bKnown = true; }
     void Visit(GLTableView& Table) override
     {
+        bKnown = true;
         const int row = Table.RowAtY(Y, Window.Metrics.LineHeight);
         if (row < 0)
         {
@@ -238,7 +244,8 @@ bool GLWindow::PointerPress(float X, float Y, int ClickCount, GLModifiers Mods)
     }
     PressHandler press(*this, Y, ClickCount, Mods);
     target->Accept(press);
-    if (!press.bTaken && target->AcceptsFocus())
+    // A widget of the host's own only takes the focus.
+    if (!press.bKnown && target->AcceptsFocus())
     {
         SetFocus(target);
         return true;
