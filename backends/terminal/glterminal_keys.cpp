@@ -269,6 +269,12 @@ void GLTerminalKeyDecoder::PushChar(char32_t Char)
         }
         else if (Sequence.size() >= LongestSequence)
         {
+            State = Phase::Overlong;
+        }
+        return;
+    case Phase::Overlong:
+        if (Char < 0x20 || Char >= 0x40)
+        {
             State = Phase::Idle;
         }
         return;

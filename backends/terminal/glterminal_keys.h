@@ -88,7 +88,8 @@ private:
         Idle,
         Escape,   // after ESC
         Sequence, // after ESC [ or ESC O
-        X10Mouse  // after ESC [ M: three bytes of button, column and line
+        X10Mouse, // after ESC [ M: three bytes of button, column and line
+        Overlong  // a sequence too long to be one we know: dropped up to its final byte
     };
 
     void Emit(GLTerminalEvent Event);
