@@ -105,8 +105,12 @@ class TerminalLoop
 public:
     TerminalLoop(GLChildWindow& InHost, const GLTerminalSession& InSession)
         : Host(InHost), Content(*InHost.Content), Session(InSession), Style(MakeStyle(InSession.IsUtf8())),
-          Decoder(BuildKeyBindings())
+          Decoder(BuildKeyBindings()), PreviousWaitFrame(std::move(Content.WaitFrame))
     {
+        Content.WaitFrame = [this]
+        {
+            WaitFrame();
+        };
     }
     TerminalLoop(const TerminalLoop&) = delete;
     TerminalLoop& operator=(const TerminalLoop&) = delete;
@@ -120,11 +124,6 @@ public:
     {
         Content.SetMetrics(GLMetrics{1.0F, 1.0F, 0.0F});
         FitToScreen();
-        PreviousWaitFrame = std::move(Content.WaitFrame);
-        Content.WaitFrame = [this]
-        {
-            WaitFrame();
-        };
         bChanged = true;
         while (Host.bVisible && GLTerminalStopSignal() == 0 && !bTerminalGone)
         {
