@@ -45,7 +45,10 @@ std::wstring TerminalSafeText(std::string_view Bytes, bool bUtf8)
         }
         const GLUtf8Char c = GLDecodeUtf8(visible, at);
         const auto wide = static_cast<wchar_t>(c.CodePoint);
-        const bool bForeign = !bUtf8 && c.CodePoint >= 0x80;
+        // Interlinear annotation marks are zero-width format characters outside the name rule's
+        // set; a terminal would let them hide behind a letter like a combining mark.
+        const bool bAnnotation = c.CodePoint >= 0xFFF9 && c.CodePoint <= 0xFFFB;
+        const bool bForeign = (!bUtf8 && c.CodePoint >= 0x80) || bAnnotation;
         const int width = bForeign || ::iswprint(static_cast<wint_t>(wide)) == 0 ? -1 : ::wcwidth(wide);
         if (width < 0 || (width == 0 && !bCanCombine))
         {
