@@ -51,12 +51,51 @@ GLFileDialogPanel::~GLFileDialogPanel() = default;
 void GLFileDialogPanel::WireEvents()
 {
     // Slots look the widgets up through the members at call time, so an owner that
-    // detaches a widget (sets its pointer to null) is honoured.
-    FileTable->RowActivated.connect([this](int /*Row*/)
-                                    { RunNavigation(*this, [this] { EnterSelectedEntry(); }); });
+    // detaches a widget (sets its pointer to null) is honoured. Input that arrives while an
+    // operation waits on the file system (inside WaitFrame) gives up the wait and is acted on
+    // once that operation has unwound: the table and Entries still show the listing the user saw.
+    FileTable->RowActivated.connect(
+        [this](int /*Row*/)
+        {
+            if (!bInWaitFrame)
+            {
+                RunUserOperation([this] { RunNavigation(*this, [this] { EnterSelectedEntry(); }); });
+                return;
+            }
+            const FileEntry* entry = SelectedEntry();
+            if (entry == nullptr)
+            {
+                return;
+            }
+            const std::string target = entry->Path;
+            if (entry->bDirectory)
+            {
+                DeferWhileWaiting(
+                    [this, target]
+                    { RunNavigation(*this, [this, &target] { NavigateToPath(target, true); }); },
+                    false);
+                return;
+            }
+            // Activating a file chooses it, as it would have without the wait.
+            DeferWhileWaiting(
+                [this, target]
+                {
+                    RunNavigation(*this, [this, &target] { OpenAtPath(target); });
+                    if (!bAbandonRequested)
+                    {
+                        OpenSelectedPath();
+                    }
+                },
+                false);
+        });
     FileTable->SelectionChanged.connect(
         [this]
         {
+            // During a wait the listing about to come resets the selection anyway.
+            if (bInWaitFrame)
+            {
+                return;
+            }
             // Only multiple-file mode accepts a range; elsewhere a shift move selects one row, so
             // that what is highlighted is what Open takes.
             if (FileTable != nullptr && FileTable->bRangeSelection &&
@@ -75,13 +114,71 @@ void GLFileDialogPanel::WireEvents()
             {
                 FileTable->DropRange();
             }
-            RunNavigation(*this, [this] { NavigateFromLocationInput(true); });
+            if (!bInWaitFrame)
+            {
+                RunUserOperation([this]
+                                 { RunNavigation(*this, [this] { NavigateFromLocationInput(true); }); });
+                return;
+            }
+            // The listing that gives way writes its folder into the location: the typed text is
+            // put back before it is acted on.
+            const std::string typed = LocationInput != nullptr ? LocationInput->Text : std::string();
+            DeferWhileWaiting(
+                [this, typed]
+                {
+                    if (LocationInput != nullptr)
+                    {
+                        bSyncingLocationInput = true;
+                        LocationInput->SetText(typed, false);
+                        bSyncingLocationInput = false;
+                    }
+                    RunNavigation(*this, [this] { NavigateFromLocationInput(true); });
+                },
+                false);
         });
     LocationInput->TextChanged.connect([this](const std::string& /*Text*/) { OnLocationEdited(); });
-    UpButton->Clicked.connect([this] { RunNavigation(*this, [this] { NavigateToParent(); }); });
-    AcceptButton->Clicked.connect([this] { OpenSelectedPath(); });
-    CancelButton->Clicked.connect([this] { CancelDialog(); });
+    UpButton->Clicked.connect([this] { GoUp(); });
+    AcceptButton->Clicked.connect(
+        [this]
+        {
+            if (bInWaitFrame)
+            {
+                DeferWhileWaiting([this] { OpenSelectedPath(); }, false);
+                return;
+            }
+            RunUserOperation([this] { OpenSelectedPath(); });
+        });
+    CancelButton->Clicked.connect([this] { EndDialog(); });
     KeyPressed.connect([this](GLKey Key, GLModifiers Mods) { OnKeyPressed(Key, Mods); });
+}
+
+void GLFileDialogPanel::GoUp()
+{
+    if (!bInWaitFrame)
+    {
+        RunUserOperation([this] { RunNavigation(*this, [this] { NavigateToParent(); }); });
+        return;
+    }
+    // Up from a folder still being read, or from a path still being looked up, is its parent.
+    const std::string from = WaitTarget.empty() ? CurrentDirectory : WaitTarget;
+    DeferWhileWaiting(
+        [this, from]
+        {
+            const std::filesystem::path parent = std::filesystem::path(from).parent_path();
+            RunNavigation(*this,
+                          [this, &parent] { NavigateToPath(parent.empty() ? "/" : parent.native(), true); });
+        },
+        false);
+}
+
+void GLFileDialogPanel::EndDialog()
+{
+    if (bInWaitFrame)
+    {
+        DeferWhileWaiting([this] { CancelDialog(); }, true);
+        return;
+    }
+    CancelDialog();
 }
 
 void GLFileDialogPanel::OnLocationEdited()
@@ -101,12 +198,12 @@ void GLFileDialogPanel::OnKeyPressed(GLKey Key, GLModifiers Mods)
 {
     if (Key == GLKey::Escape)
     {
-        CancelDialog();
+        EndDialog();
     }
     else if ((Key == GLKey::Up && Mods.bAlt) ||
              (Key == GLKey::Backspace && FileTable != nullptr && FocusedWidget == FileTable))
     {
-        RunNavigation(*this, [this] { NavigateToParent(); });
+        GoUp();
     }
 }
 

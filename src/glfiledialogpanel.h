@@ -13,9 +13,12 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+class GLPendingWork;
 
 // An in-application file dialog: shows one folder as a table, lets the user move between
 // folders and choose one file, several files or a folder, and reports through signals.
@@ -58,6 +61,10 @@ public:
     void Layout() override;
     // The dialog title, for the host window.
     std::string WindowTitle() const override;
+    // Gives up the file-system call the panel waits on (a host calls it from WaitFrame when its
+    // window is closed or the program interrupted): the call reads as one that failed, and so
+    // does every further one of the operation that waited.
+    void AbandonWait() override;
 
     // Acceptance: every chosen path, then the first one.
     Signal<std::string> FileSelected;
@@ -125,12 +132,36 @@ private:
     void OnLocationEdited();
     void OnKeyPressed(GLKey Key, GLModifiers Mods);
     void WriteLocationInput();
-    // Shows the folder of a path resolved and queried once: FinalPath in its canonical form
-    // (bStable: canonicalising it again would give it back), Status its status, links followed.
-    void OpenAtFinalPath(const std::filesystem::path& FinalPath, bool bStable,
-                         std::filesystem::file_status Status);
+    // The Up action and cancelling as the user asks for them (deferred while waiting).
+    void GoUp();
+    void EndDialog();
+    // Opens at a path resolved and queried once: a folder is shown itself, anything else in
+    // Folder (or the home folder when Folder is empty) with FinalPath selected. bVouched: the
+    // folder is canonical already.
+    void OpenAtLanding(const std::string& FinalPath, bool bFolder, const std::string& Folder, bool bVouched);
+
+    // Waiting on the file system (glfiledialogpanel_wait.cpp). Waits for Work; once it has waited
+    // about 100 ms the host draws (WaitFrame) about every 16 ms while the status label shows
+    // Activity (and the entries answered so far). False when the wait was given up.
+    bool WaitForFileSystem(GLPendingWork& Work, const std::string& Activity, bool bCountsEntries) const;
+    // Runs an operation the user or the owner started; once the outermost one has unwound, what
+    // the user asked for while it waited runs in turn.
+    void RunUserOperation(const std::function<void()>& Operation);
+    // Keeps what the user asked for inside a wait frame, and gives up the wait.
+    void DeferWhileWaiting(std::function<void()> Action, bool bEndsDialog);
 
     // CurrentDirectory as navigation resolved it just before the refresh it asked for, known
     // canonical; lets that refresh skip canonicalising it again. Consumed by the next listing.
     std::string CanonicalDirectoryHint;
+    // Inside WaitFrame: input that reaches the panel is deferred, file-system calls are not waited for.
+    mutable bool bInWaitFrame = false;
+    // The user gave up waiting: the operation's remaining file-system calls read as failed.
+    mutable bool bAbandonRequested = false;
+    // The folder or path the operation waits on: going up from a wait goes to its parent.
+    mutable std::string WaitTarget;
+    // Nesting of operations started through RunUserOperation.
+    int OperationDepth = 0;
+    // What the user asked for during a wait, and whether it ends the dialog (which wins).
+    std::function<void()> DeferredAction;
+    bool bDeferredEndsDialog = false;
 };

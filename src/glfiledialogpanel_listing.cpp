@@ -69,10 +69,34 @@ void SelectRowOfSelectedPath(GLFileDialogPanel& Panel)
     Panel.FileTable->SelectedRow = selectedRow;
 }
 
+// The folder made absolute (against the working directory) and weakly canonical; its lexically
+// normal form, and false, where that cannot be computed.
+std::pair<std::string, bool> CanonicalFolder(const std::string& Directory)
+{
+    std::error_code ec;
+    fs::path dirPath = Directory;
+    if (!dirPath.has_root_directory())
+    {
+        dirPath = fs::absolute(dirPath, ec);
+    }
+    const fs::path canonicalDir = fs::weakly_canonical(dirPath, ec);
+    return {ec ? dirPath.lexically_normal().native() : canonicalDir.native(), !ec};
+}
+
 } // namespace
 
 void GLFileDialogPanel::RefreshDirectoryListing()
 {
+    if (bInWaitFrame)
+    {
+        DeferWhileWaiting([this] { RefreshDirectoryListing(); }, false);
+        return;
+    }
+    if (OperationDepth == 0)
+    {
+        RunUserOperation([this] { RefreshDirectoryListing(); });
+        return;
+    }
     bNeedsRefresh = true;
     EnsureUiUpToDate();
 }
@@ -105,54 +129,69 @@ void GLFileDialogPanel::EnsureUiUpToDate()
             CurrentDirectory = "/";
         }
     }
+    WaitTarget = CurrentDirectory;
+    const std::string reading = "Reading " + CurrentDirectory;
 
     // Navigation that has just resolved the folder leaves nothing to canonicalise.
     bool bCanonical = true;
     if (canonicalHint.empty() || canonicalHint != CurrentDirectory)
     {
-        std::error_code ec;
-        fs::path dirPath = CurrentDirectory;
-        if (!dirPath.has_root_directory())
+        GLAsyncCall<std::pair<std::string, bool>> call([directory = CurrentDirectory]
+                                                       { return CanonicalFolder(directory); });
+        if (WaitForFileSystem(call, reading, false))
         {
-            dirPath = fs::absolute(dirPath, ec);
+            std::tie(CurrentDirectory, bCanonical) = call.Take();
         }
-        const fs::path canonicalDir = fs::weakly_canonical(dirPath, ec);
-        bCanonical = !ec;
-        CurrentDirectory = ec ? dirPath.lexically_normal().native() : canonicalDir.native();
+        else
+        {
+            // Given up on: as when the canonical form cannot be computed.
+            fs::path dirPath = CurrentDirectory;
+            if (!dirPath.has_root_directory())
+            {
+                std::error_code ec;
+                dirPath = fs::absolute(dirPath, ec);
+            }
+            CurrentDirectory = dirPath.lexically_normal().native();
+            bCanonical = false;
+        }
     }
 
-    // Read, labelled and sorted (after an error too, so a partial listing shows sorted) into the
-    // old records and rows, whose string storage a refresh reuses. In a folder that is not
+    // Read on helpers, then labelled and sorted (after an error too, so a partial listing shows
+    // sorted) into the old records and rows, whose string storage a refresh reuses. While the
+    // helpers work, the table keeps showing the previous listing. In a folder that is not
     // canonical, joined entry paths could differ from resolved ones, so every entry is then
     // resolved through std::filesystem. Opened, the folder is there and is a folder (links
     // followed): only one that cannot be opened is tested for availability.
-    RowsFollowEntries rowsGuard(*this);
     GLListingOptions options;
     options.bCanonicalDirectory = bCanonical;
-    GLListingResult listing;
-    if (TableModel)
-    {
-        listing = GLListFolder(CurrentDirectory, options, Entries, &TableModel->EditRows());
-    }
-    else
-    {
-        listing = GLListFolder(CurrentDirectory, options, Entries);
-    }
+    GLFolderRead read(CurrentDirectory, options, Entries.size());
+    WaitForFileSystem(read, reading, true);
+    RowsFollowEntries rowsGuard(*this);
+    const GLListingResult listing = read.Finish(Entries, TableModel ? &TableModel->EditRows() : nullptr);
     std::error_code ec = listing.Error;
     std::string browseStatus = "Browsing " + CurrentDirectory;
     bool bBrowseStatusEmit = false;
-    if (!listing.bOpened)
+    if (!listing.bOpened && !listing.bAbandoned)
     {
-        std::error_code availabilityEc;
-        const bool bAvailable = fs::exists(CurrentDirectory, availabilityEc) &&
-                                fs::is_directory(CurrentDirectory, availabilityEc);
-        if (!bAvailable)
+        GLAsyncCall<bool> availability(
+            [directory = CurrentDirectory]
+            {
+                std::error_code availabilityEc;
+                return fs::exists(directory, availabilityEc) && fs::is_directory(directory, availabilityEc);
+            });
+        // Given up on, the folder that could not be opened is reported as a read given up on.
+        const bool bAnswered = WaitForFileSystem(availability, reading, false);
+        if (bAnswered && !availability.Take())
         {
             SetStatusTextInternal("Directory is not available: " + CurrentDirectory, true);
             RebuildTableModel();
             rowsGuard.Dismiss();
             WriteLocationInput();
             return;
+        }
+        if (!bAnswered)
+        {
+            ec = std::make_error_code(std::errc::operation_canceled);
         }
         browseStatus = "Cannot read directory: " + CurrentDirectory + " (" + ec.message() + ")";
         bBrowseStatusEmit = true;

@@ -2,6 +2,7 @@
 #include "glfiledialogpanel.h"
 
 #include "gllisting_paths.h"
+#include "gllisting_workers.h"
 
 #include <algorithm>
 #include <system_error>
@@ -111,17 +112,33 @@ std::vector<std::string> GLFileDialogPanel::GetSelectedFilePaths() const
     {
         return result;
     }
-    const fs::path baseDirectory = CurrentDirectory.empty() ? HomeDirectoryPath() : CurrentDirectory;
-    const GLCanonicalForm resolved = GLResolveUserPath(typed, baseDirectory);
-    std::error_code ec;
-    const fs::file_status status = fs::status(resolved.Path, ec);
-    if (fs::exists(status) && !fs::is_directory(status))
+    // The typed path is looked up on a helper; given up on, it reads as a path whose status could
+    // not be read.
+    const std::string baseDirectory = CurrentDirectory.empty() ? HomeDirectoryPath() : CurrentDirectory;
+    GLAsyncCall<std::string> call(
+        [typed, baseDirectory]
+        {
+            const GLCanonicalForm resolved = GLResolveUserPath(typed, baseDirectory);
+            std::error_code ec;
+            const fs::file_status status = fs::status(resolved.Path, ec);
+            if (!fs::exists(status) || fs::is_directory(status))
+            {
+                return std::string();
+            }
+            // A stable absolute path that trimming leaves alone is its own canonical form.
+            const std::string& text = resolved.Path.native();
+            const bool bCanonical =
+                resolved.bStable && resolved.Path.has_root_directory() && GLTrimCopy(text) == text;
+            return bCanonical ? text : GLCanonicalizePath(text);
+        });
+    WaitTarget = CurrentDirectory;
+    if (WaitForFileSystem(call, "Looking up " + typed, false))
     {
-        // A stable absolute path that trimming leaves alone is its own canonical form.
-        const std::string& text = resolved.Path.native();
-        const bool bCanonical =
-            resolved.bStable && resolved.Path.has_root_directory() && TrimCopy(text) == text;
-        result.push_back(bCanonical ? text : CanonicalizePath(text));
+        std::string path = call.Take();
+        if (!path.empty())
+        {
+            result.push_back(std::move(path));
+        }
     }
     return result;
 }

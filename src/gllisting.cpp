@@ -1,205 +1,17 @@
-// The listing engine's course through a folder: names, status queries, sort, then records and rows.
+// The listing engine's caller side: waiting for a folder read, sorting it, writing records and rows.
 #include "gllisting.h"
 
-#include "gllisting_filesystem.h"
-#include "gllisting_labels.h"
-#include "gllisting_paths.h"
-#include "gllisting_sort.h"
-#include "gllisting_system.h"
+#include "gllisting_job.h"
 
-#include <condition_variable>
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <mutex>
 #include <string_view>
-#include <thread>
 
 namespace fs = std::filesystem;
 
 namespace
 {
-
-// What reading an entry's name and type told.
-struct EntryFacts
-{
-    bool bReadable = true;
-    bool bResolvePath = false;       // the path is GLCanonicalizePath's to decide
-    bool bThroughFilesystem = false; // every field comes from std::filesystem queries
-    bool bStatusPending = false;     // the status query is still to be made
-};
-
-// A folder as it was read, in readdir order: names, sort keys, facts and statuses by index.
-struct FolderContents
-{
-    std::string Directory;
-    std::string JoinPrefix; // the folder with one trailing separator
-    GLNameTable Names;
-    std::vector<GLSortKey> Keys;
-    std::vector<EntryFacts> Facts;
-    std::vector<GLEntryStatus> Statuses;
-    std::size_t Pending = 0; // entries whose status query is still to be made
-
-    // A refresh of the same folder is the common case: the previous listing's size sizes them.
-    void Reserve(std::size_t Count)
-    {
-        Names.Bytes.reserve(Count * 32);
-        Names.Offsets.reserve(Count);
-        Keys.reserve(Count);
-        Facts.reserve(Count);
-        Statuses.reserve(Count);
-    }
-};
-
-// Where the labels cannot mirror the library's conversion of a status time, the library's own
-// file time is kept instead (an extra query, for times centuries away).
-void KeepFileTimeWhereNeeded(const FolderContents& Folder, std::size_t Index, const GLTimeLabels& Times,
-                             GLEntryStatus& Status)
-{
-    if (Status.bKnown && !Times.Mirrors(Status.MtimeSeconds))
-    {
-        std::error_code ec;
-        const fs::file_time_type time = fs::last_write_time(Folder.JoinPrefix + Folder.Names.Name(Index), ec);
-        Status.MtimeSeconds = time.time_since_epoch().count();
-        Status.MtimeNanoseconds = 0;
-        Status.bFileTime = true;
-    }
-}
-
-// Reads an entry whose type the folder did not settle (an untyped entry or a symbolic link): the
-// status decides it. Two queries for an untyped symbolic link, one otherwise; a failure makes the
-// entry unreadable.
-void ReadUnsettledEntry(int DirFd, const char* Name, GLEntryKind Kind, bool& bDirectory, EntryFacts& Facts,
-                        GLEntryStatus& Status)
-{
-    GLStatusKind answer;
-    bool bLink = Kind == GLEntryKind::Link;
-    if (Kind == GLEntryKind::Unknown)
-    {
-        // Without a status the joined path is what resolving it would give anyway.
-        answer = GLQueryStatus(DirFd, Name, false, Status);
-        bLink = answer.bKnown && answer.bLink;
-        if (bLink)
-        {
-            answer = GLQueryStatus(DirFd, Name, true, Status);
-        }
-    }
-    else
-    {
-        answer = GLQueryStatus(DirFd, Name, true, Status);
-    }
-    bDirectory = answer.bKnown && answer.bDirectory;
-    Facts.bReadable = answer.bKnown;
-    Facts.bResolvePath = bLink;
-}
-
-// Pass 1, in readdir order: names, and the status of every entry whose type the folder did not
-// report. Entries of a settled type only get their status query marked as pending.
-void ReadNames(GLFolderStream& Stream, int DirFd, const GLListingOptions& Options, const GLTimeLabels& Times,
-               FolderContents& Folder, std::error_code& Error)
-{
-    GLFolderEntry entry;
-    while (Stream.Next(entry, Error))
-    {
-        const GLEntryKind kind = Options.bIgnoreEntryTypes ? GLEntryKind::Unknown : entry.Kind;
-        const std::size_t index = Folder.Names.Add(entry.Name, entry.Length);
-        EntryFacts& fact = Folder.Facts.emplace_back();
-        GLEntryStatus& status = Folder.Statuses.emplace_back();
-        GLSortKey& key = Folder.Keys.emplace_back();
-        key.Index = static_cast<std::uint32_t>(index);
-        key.Length = static_cast<std::uint16_t>(entry.Length);
-
-        // The filesystem route sees paths, which stop resolving at the path limit; so must this one.
-        if (!Options.bCanonicalDirectory || Folder.JoinPrefix.size() + entry.Length >= GLPathLimit)
-        {
-            fact.bThroughFilesystem = true;
-            key.bDirectory =
-                GLFilesystemIsDirectory(fs::path(Folder.Directory) / entry.Name, kind, fact.bReadable);
-            continue;
-        }
-        if (kind == GLEntryKind::Unknown || kind == GLEntryKind::Link)
-        {
-            ReadUnsettledEntry(DirFd, entry.Name, kind, key.bDirectory, fact, status);
-            KeepFileTimeWhereNeeded(Folder, index, Times, status);
-        }
-        else
-        {
-            // The type is settled: the status query can wait, and run beside the work below.
-            key.bDirectory = kind == GLEntryKind::Directory;
-            fact.bStatusPending = true;
-            ++Folder.Pending;
-        }
-        // GLCanonicalizePath trims the path it is given, so the name loses trailing blanks.
-        fact.bResolvePath =
-            fact.bResolvePath || GLIsTrimmedByte(static_cast<unsigned char>(entry.Name[entry.Length - 1]));
-    }
-}
-
-// How far, in readdir order, the status queries have come.
-class StatusProgress
-{
-public:
-    void Publish(std::size_t Done)
-    {
-        {
-            const std::lock_guard<std::mutex> lock(Mutex);
-            DoneCount = Done;
-        }
-        Changed.notify_one();
-    }
-    // Waits until more than Seen entries are done; returns how many are.
-    std::size_t WaitBeyond(std::size_t Seen)
-    {
-        std::unique_lock<std::mutex> lock(Mutex);
-        Changed.wait(lock, [this, Seen] { return DoneCount > Seen; });
-        return DoneCount;
-    }
-
-private:
-    std::mutex Mutex;
-    std::condition_variable Changed;
-    std::size_t DoneCount = 0;
-};
-
-// The pending status queries, one after another in readdir order, publishing progress in batches.
-void ReadPendingStatuses(FolderContents& Folder, int DirFd, const GLTimeLabels& Times,
-                         StatusProgress& Progress)
-{
-    constexpr std::size_t batch = 1024;
-    const std::size_t count = Folder.Facts.size();
-    for (std::size_t i = 0; i < count; ++i)
-    {
-        if (Folder.Facts[i].bStatusPending)
-        {
-            GLQueryStatus(DirFd, Folder.Names.Name(i), true, Folder.Statuses[i]);
-            KeepFileTimeWhereNeeded(Folder, i, Times, Folder.Statuses[i]);
-        }
-        if ((i + 1) % batch == 0 || i + 1 == count)
-        {
-            Progress.Publish(i + 1);
-        }
-    }
-}
-
-// Joins a thread when it goes out of scope, also when the caller unwinds.
-class JoinOnExit
-{
-public:
-    explicit JoinOnExit(std::thread& Thread) : Joined(Thread) {}
-    ~JoinOnExit()
-    {
-        if (Joined.joinable())
-        {
-            Joined.join();
-        }
-    }
-    JoinOnExit(const JoinOnExit&) = delete;
-    JoinOnExit& operator=(const JoinOnExit&) = delete;
-    JoinOnExit(JoinOnExit&&) = delete;
-    JoinOnExit& operator=(JoinOnExit&&) = delete;
-
-private:
-    std::thread& Joined;
-};
 
 // Stores Prefix followed by Name unless it is there already.
 void StoreJoined(std::string& Target, std::string_view Prefix, std::string_view Name)
@@ -220,95 +32,59 @@ void StoreJoined(std::string& Target, std::string_view Prefix, std::string_view 
     std::memcpy(&Target[Prefix.size()], Name.data(), Name.size());
 }
 
-// Pass 2, in display order, into the records and rows: names and paths first, labels once the
-// status is in. The previous listing's records are overwritten in place, so a refresh reuses their
-// strings' storage instead of freeing and allocating it again.
+// Writes the sorted listing into the records and rows, in display order. The previous listing's
+// records are overwritten in place, so a refresh reuses their strings' storage instead of freeing
+// and allocating it again, and leaves unchanged strings unwritten.
 class ListingWriter
 {
 public:
-    ListingWriter(const FolderContents& Read, GLTimeLabels& TimeLabels, std::vector<GLListingEntry>& Records,
-                  GLListingRows* TableRows)
-        : Folder(Read), Times(TimeLabels), Entries(Records), Rows(TableRows)
+    ListingWriter(GLFolderJob& Read, const std::vector<GLSortKey>& SortedKeys, bool bWithAnswers,
+                  std::vector<GLListingEntry>& Records, GLListingRows* TableRows)
+        : Job(Read), Keys(SortedKeys), bAnswers(bWithAnswers), Entries(Records), Rows(TableRows)
     {
-        Entries.resize(Folder.Keys.size());
+        std::sort(Job.Resolved.begin(), Job.Resolved.end(),
+                  [](const auto& A, const auto& B) { return A.first < B.first; });
+        Entries.resize(Keys.size());
         if (Rows != nullptr)
         {
-            Rows->resize(Folder.Keys.size());
+            Rows->resize(Keys.size());
         }
     }
 
-    // One sweep over the records in display order, writing names, labels or both.
-    void Sweep(bool bNames, bool bLabels)
+    void Sweep()
     {
         for (std::size_t i = 0; i < Entries.size(); ++i)
         {
-            Prefetch(i, bNames, bLabels);
-            const GLSortKey& key = Folder.Keys[i];
+            Prefetch(i);
             GLListingEntry& item = Entries[i];
-            if (bNames)
-            {
-                WriteNames(key, item);
-            }
-            if (bLabels)
-            {
-                WriteLabels(key, item);
-            }
+            Write(Keys[i], item);
             if (Rows != nullptr)
             {
                 std::vector<std::string>& row = (*Rows)[i];
                 row.resize(4);
-                if (bNames)
-                {
-                    GLStoreText(row[0], item.Name);
-                    GLStoreText(row[1], item.TypeLabel);
-                }
-                if (bLabels)
-                {
-                    GLStoreText(row[2], item.SizeLabel);
-                    GLStoreText(row[3], item.ModifiedLabel);
-                }
-            }
-        }
-    }
-
-    // Labels follow the status queries in readdir order, each written to its entry's record and
-    // row, so that little is left to do once the last query returns.
-    void WriteLabelsAsAnswered(StatusProgress& Progress)
-    {
-        const std::size_t count = Entries.size();
-        std::vector<std::uint32_t> position(count);
-        for (std::size_t i = 0; i < count; ++i)
-        {
-            position[Folder.Keys[i].Index] = static_cast<std::uint32_t>(i);
-        }
-        for (std::size_t index = 0; index < count;)
-        {
-            const std::size_t ready = Progress.WaitBeyond(index);
-            for (; index < ready; ++index)
-            {
-                const std::size_t i = position[index];
-                WriteLabels(Folder.Keys[i], Entries[i]);
-                if (Rows != nullptr)
-                {
-                    GLStoreText((*Rows)[i][2], Entries[i].SizeLabel);
-                    GLStoreText((*Rows)[i][3], Entries[i].ModifiedLabel);
-                }
+                GLStoreText(row[0], item.Name);
+                GLStoreText(row[1], item.TypeLabel);
+                GLStoreText(row[2], item.SizeLabel);
+                GLStoreText(row[3], item.ModifiedLabel);
             }
         }
     }
 
 private:
-    // Facts, names and the old records' strings are read out of order or lie scattered, so they
-    // are fetched ahead of use.
-    void Prefetch(std::size_t I, bool bNames, bool bLabels) const
+    // Facts, names, answers and the old records' strings are read out of order or lie scattered,
+    // so they are fetched ahead of use.
+    void Prefetch(std::size_t I) const
     {
         constexpr std::size_t lookAhead = 16;
         const std::size_t count = Entries.size();
         if (I + lookAhead < count)
         {
-            const std::uint32_t soonIndex = Folder.Keys[I + lookAhead].Index;
-            __builtin_prefetch(bNames ? static_cast<const void*>(&Folder.Facts[soonIndex])
-                                      : &Folder.Statuses[soonIndex]);
+            const std::uint32_t soonIndex = Keys[I + lookAhead].Index;
+            __builtin_prefetch(&Job.Facts[soonIndex]);
+            if (bAnswers)
+            {
+                __builtin_prefetch(&Job.Answers[soonIndex]);
+            }
             const char* record = reinterpret_cast<const char*>(&Entries[I + lookAhead]);
             for (std::size_t line = 0; line < sizeof(GLListingEntry); line += 64)
             {
@@ -325,53 +101,68 @@ private:
         if (I + lookAhead / 2 < count)
         {
             const GLListingEntry& soon = Entries[I + lookAhead / 2];
-            if (bNames)
-            {
-                __builtin_prefetch(Folder.Names.Name(Folder.Keys[I + lookAhead / 2].Index));
-                __builtin_prefetch(soon.Name.data(), 1);
-                __builtin_prefetch(soon.Path.data(), 1);
-            }
-            if (bLabels)
-            {
-                __builtin_prefetch(soon.ModifiedLabel.data(), 1);
-            }
+            __builtin_prefetch(Job.Names.Name(Keys[I + lookAhead / 2].Index));
+            __builtin_prefetch(soon.Name.data(), 1);
+            __builtin_prefetch(soon.Path.data(), 1);
+            __builtin_prefetch(soon.ModifiedLabel.data(), 1);
             if (Rows != nullptr && (*Rows)[I + lookAhead / 2].size() == 4)
             {
-                const std::vector<std::string>& row = (*Rows)[I + lookAhead / 2];
-                __builtin_prefetch((bNames ? row[0] : row[3]).data(), 1);
+                __builtin_prefetch((*Rows)[I + lookAhead / 2][0].data(), 1);
             }
         }
     }
 
-    // Everything but the labels that need the status.
-    void WriteNames(const GLSortKey& Key, GLListingEntry& Item)
+    // The canonical path a helper resolved for an entry, or null.
+    const std::string* ResolvedPath(std::uint32_t Index) const
     {
-        const EntryFacts& fact = Folder.Facts[Key.Index];
-        Item.bDirectory = Key.bDirectory;
-        Item.bReadable = fact.bReadable;
-        GLStoreText(Item.TypeLabel, Key.bDirectory ? std::string_view("Dir") : std::string_view("File"));
-        const std::string_view name(Folder.Names.Name(Key.Index), Key.Length);
-        if (fact.bThroughFilesystem)
-        {
-            GLFilesystemLabels(fs::path(Folder.Directory) / name, Sizes, Times, Item);
-            return;
-        }
-        // One copy each into storage that a refresh usually already has.
-        GLStoreText(Item.Name, name);
-        StoreJoined(Item.Path, Folder.JoinPrefix, name);
-        if (fact.bResolvePath)
-        {
-            Item.Path = GLCanonicalizePath(Item.Path);
-        }
+        const auto found =
+            std::lower_bound(Job.Resolved.begin(), Job.Resolved.end(), Index,
+                             [](const auto& Pair, std::uint32_t Wanted) { return Pair.first < Wanted; });
+        return found != Job.Resolved.end() && found->first == Index ? &found->second : nullptr;
     }
 
-    void WriteLabels(const GLSortKey& Key, GLListingEntry& Item)
+    void Write(const GLSortKey& Key, GLListingEntry& Item)
     {
-        if (Folder.Facts[Key.Index].bThroughFilesystem)
+        const GLReadFacts& facts = Job.Facts[Key.Index];
+        const bool bAnswered = bAnswers && Job.Answered[Key.Index] != 0;
+        const std::string_view name(Job.Names.Name(Key.Index), Key.Length);
+        Item.bDirectory = Key.bDirectory;
+        GLStoreText(Item.TypeLabel, Key.bDirectory ? std::string_view("Dir") : std::string_view("File"));
+        GLStoreText(Item.Name, name);
+
+        // Paths: the folder and the name joined, unless resolving could change that.
+        const bool bResolvable = facts.bThroughFilesystem || facts.bTrailingBlank ||
+                                 facts.Kind == GLEntryKind::Link ||
+                                 (facts.Kind == GLEntryKind::Unknown && bAnswered);
+        const std::string* resolved = bAnswered && bResolvable ? ResolvedPath(Key.Index) : nullptr;
+        if (resolved != nullptr)
         {
+            GLStoreText(Item.Path, *resolved);
+        }
+        else if (facts.bThroughFilesystem)
+        {
+            Item.Path = GLUnresolvedPath((fs::path(Job.Directory) / name).native());
+        }
+        else
+        {
+            StoreJoined(Item.Path, Job.JoinPrefix, name);
+            if (facts.bTrailingBlank)
+            {
+                Item.Path = GLUnresolvedPath(Item.Path);
+            }
+        }
+
+        if (!bAnswered)
+        {
+            // Never answered: listed like an entry whose type could not be determined.
+            Item.bReadable = false;
+            GLStoreText(Item.SizeLabel, "-");
+            Item.ModifiedLabel.clear();
             return;
         }
-        const GLEntryStatus& status = Folder.Statuses[Key.Index];
+        const GLEntryAnswer& answer = Job.Answers[Key.Index];
+        const GLEntryStatus& status = answer.Status;
+        Item.bReadable = answer.bReadable;
         if (Key.bDirectory || !status.bKnown || !status.bRegular)
         {
             GLStoreText(Item.SizeLabel, "-");
@@ -386,71 +177,168 @@ private:
         }
         else if (status.bFileTime)
         {
-            Times.Format(fs::file_time_type(fs::file_time_type::duration(status.MtimeSeconds)),
-                         Item.ModifiedLabel);
+            Job.Times.Format(fs::file_time_type(fs::file_time_type::duration(status.MtimeSeconds)),
+                             Item.ModifiedLabel);
         }
         else
         {
-            Times.Format(status.MtimeSeconds, status.MtimeNanoseconds, Item.ModifiedLabel);
+            Job.Times.Format(status.MtimeSeconds, status.MtimeNanoseconds, Item.ModifiedLabel);
         }
     }
 
-    const FolderContents& Folder;
-    GLSizeLabels Sizes;
-    GLTimeLabels& Times;
+    GLFolderJob& Job;
+    const std::vector<GLSortKey>& Keys;
+    bool bAnswers;
     std::vector<GLListingEntry>& Entries;
     GLListingRows* Rows;
+    GLSizeLabels Sizes;
 };
 
 } // namespace
 
-GLListingResult GLListFolder(const std::string& Directory, const GLListingOptions& Options,
-                             std::vector<GLListingEntry>& Entries, GLListingRows* Rows)
+GLFolderRead::GLFolderRead(const std::string& Directory, const GLListingOptions& Options,
+                           std::size_t ExpectedEntries)
+    : Job(std::make_shared<GLFolderJob>())
+{
+    Job->Directory = Directory;
+    Job->JoinPrefix = Directory.empty() || Directory.back() != '/' ? Directory + '/' : Directory;
+    Job->Options = Options;
+    Job->Names.Bytes.reserve(ExpectedEntries * 32);
+    Job->Names.Offsets.reserve(ExpectedEntries);
+    Job->Facts.reserve(ExpectedEntries);
+    Keys.reserve(ExpectedEntries);
+    GLStartFolderJob(Job);
+}
+
+GLFolderRead::~GLFolderRead()
+{
+    Abandon();
+}
+
+bool GLFolderRead::WaitUntil(std::chrono::steady_clock::time_point Deadline)
+{
+    std::unique_lock<std::mutex> lock(Job->Mutex);
+    bool bLastLook = false;
+    for (;;)
+    {
+        if (Job->Failure || Job->bAbandoned)
+        {
+            return true;
+        }
+        if (Job->bNamesDone && !bSorted && Job->UnsettledLeft == 0)
+        {
+            // The order is settled: sort while the remaining queries run.
+            lock.unlock();
+            SortKeys();
+            lock.lock();
+            continue;
+        }
+        if (Job->bNamesDone && bSorted && Job->AnsweredCount.load() == Job->Order.size())
+        {
+            return true;
+        }
+        if (bLastLook)
+        {
+            return false;
+        }
+        if (Deadline == std::chrono::steady_clock::time_point::max())
+        {
+            Job->Changed.wait(lock);
+        }
+        else
+        {
+            bLastLook = Job->Changed.wait_until(lock, Deadline) == std::cv_status::timeout;
+        }
+    }
+}
+
+std::size_t GLFolderRead::Progress() const
+{
+    return Job->bNamesIn.load() ? Job->AnsweredCount.load() : Job->NamesCount.load();
+}
+
+void GLFolderRead::Abandon()
+{
+    const std::lock_guard<std::mutex> lock(Job->Mutex);
+    const bool bDone = Job->bNamesDone && Job->AnsweredCount.load() == Job->Order.size();
+    if (!bDone && !Job->Failure)
+    {
+        Job->bAbandoned = true;
+        Job->bStop = true;
+    }
+}
+
+// The sort keys in readdir order, then sorted. Entries whose type never answered sort as the
+// folder reported them: folders only where it said so.
+void GLFolderRead::SortKeys()
+{
+    const std::size_t count = Job->Facts.size();
+    Keys.resize(count);
+    const bool bAnswers = Job->Answered.size() == count;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        GLSortKey& key = Keys[i];
+        key = GLSortKey{};
+        key.Index = static_cast<std::uint32_t>(i);
+        key.Length = static_cast<std::uint16_t>(Job->Names.Length(i));
+        const GLEntryKind kind = Job->Facts[i].Kind;
+        if (kind == GLEntryKind::Unknown || kind == GLEntryKind::Link)
+        {
+            key.bDirectory = bAnswers && Job->Answered[i] != 0 && Job->Answers[i].bDirectory;
+        }
+        else
+        {
+            key.bDirectory = kind == GLEntryKind::Directory;
+        }
+    }
+    bRadixOrderKept = GLSortKeys(Keys, Job->Names, Job->Options.RadixSortMinimum);
+    bSorted = true;
+}
+
+GLListingResult GLFolderRead::Finish(std::vector<GLListingEntry>& Entries, GLListingRows* Rows)
 {
     GLListingResult result;
-    GLFolderStream stream(Directory);
-    const int dirFd = stream.Descriptor(result.Error);
-    if (dirFd < 0)
+    {
+        std::unique_lock<std::mutex> lock(Job->Mutex);
+        if (Job->Failure)
+        {
+            std::rethrow_exception(Job->Failure);
+        }
+        const bool bDone = Job->bNamesDone && bSorted && Job->AnsweredCount.load() == Job->Order.size();
+        if (!bDone)
+        {
+            // From here on no helper writes anything read below.
+            Job->bAbandoned = true;
+            Job->bStop = true;
+        }
+        result.bAbandoned = Job->bAbandoned;
+        result.bOpened = Job->bOpened;
+        result.Error = Job->Error;
+    }
+    if (result.bAbandoned)
+    {
+        // Sorted already, every type had answered and the order stands; else the entries read so
+        // far are sorted with the types that did answer.
+        result.Error = std::make_error_code(std::errc::operation_canceled);
+        if (!bSorted)
+        {
+            SortKeys();
+        }
+    }
+    else if (!result.bOpened)
     {
         Entries.clear();
         return result;
     }
-    result.bOpened = true;
-
-    FolderContents folder;
-    folder.Directory = Directory;
-    folder.JoinPrefix = Directory.back() == '/' ? Directory : Directory + '/';
-    folder.Reserve(Entries.size());
-    GLTimeLabels times;
-    ReadNames(stream, dirFd, Options, times, folder, result.Error);
-
-    // The pending status queries run on a helper thread for large folders, while this one sorts,
-    // writes names and paths, and then labels entries as their statuses come in. The kernel's work
-    // itself is not split: the helper makes the same queries, one after another, that this thread
-    // would.
-    StatusProgress progress;
-    std::thread helper;
-    const JoinOnExit joinHelper(helper);
-    const auto readPending = [&folder, dirFd, &times, &progress]
-    {
-        ReadPendingStatuses(folder, dirFd, times, progress);
-    };
-    const bool bHelper = folder.Pending >= Options.ParallelMinimum && GLStartQuietThread(helper, readPending);
-    if (!bHelper)
-    {
-        readPending();
-    }
-
-    result.bRadixOrderKept = GLSortKeys(folder.Keys, folder.Names, Options.RadixSortMinimum);
-    ListingWriter writer(folder, times, Entries, Rows);
-    if (bHelper)
-    {
-        writer.Sweep(true, false);
-        writer.WriteLabelsAsAnswered(progress);
-    }
-    else
-    {
-        writer.Sweep(true, true);
-    }
+    result.bRadixOrderKept = bRadixOrderKept;
+    ListingWriter(*Job, Keys, Job->Answered.size() == Job->Facts.size(), Entries, Rows).Sweep();
     return result;
+}
+
+GLListingResult GLListFolder(const std::string& Directory, const GLListingOptions& Options,
+                             std::vector<GLListingEntry>& Entries, GLListingRows* Rows)
+{
+    GLFolderRead read(Directory, Options, Entries.size());
+    read.WaitUntil(std::chrono::steady_clock::time_point::max());
+    return read.Finish(Entries, Rows);
 }

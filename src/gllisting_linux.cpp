@@ -1,4 +1,4 @@
-// The Linux side of the listing engine's system seam: getdents64, fstatat, signal masks, tm_gmtoff.
+// The Linux side of the listing engine's system seam: getdents64, fstatat, threads and forks, tm_gmtoff.
 #include "gllisting_system.h"
 
 #include <cerrno>
@@ -37,25 +37,28 @@ int GLFolderStream::Descriptor(std::error_code& Error) const
 }
 
 // Large batches: readdir's lock per entry is measurable at the scale of big folders.
-bool GLFolderStream::Next(GLFolderEntry& Entry, std::error_code& Error)
+bool GLFolderStream::Fill(std::error_code& Error)
 {
-    for (;;)
+    Buffer.resize(std::size_t{128} * 1024);
+    const ssize_t got = ::getdents64(Fd, Buffer.data(), Buffer.size());
+    Offset = 0;
+    Filled = 0;
+    if (got <= 0)
     {
-        if (Offset >= Filled)
+        if (got < 0 && errno != ENOENT)
         {
-            Buffer.resize(std::size_t{128} * 1024);
-            const ssize_t got = ::getdents64(Fd, Buffer.data(), Buffer.size());
-            if (got <= 0)
-            {
-                if (got < 0 && errno != ENOENT)
-                {
-                    Error.assign(errno, std::generic_category());
-                }
-                return false;
-            }
-            Filled = static_cast<std::size_t>(got);
-            Offset = 0;
+            Error.assign(errno, std::generic_category());
         }
+        return false;
+    }
+    Filled = static_cast<std::size_t>(got);
+    return true;
+}
+
+bool GLFolderStream::NextBuffered(GLFolderEntry& Entry)
+{
+    while (Offset < Filled)
+    {
         const auto* entry = reinterpret_cast<const dirent64*>(Buffer.data() + Offset);
         Offset += entry->d_reclen;
         const char* name = entry->d_name;
@@ -83,6 +86,7 @@ bool GLFolderStream::Next(GLFolderEntry& Entry, std::error_code& Error)
         }
         return true;
     }
+    return false;
 }
 
 GLStatusKind GLQueryStatus(int FolderFd, const char* Name, bool bFollowLinks, GLEntryStatus& Status)
@@ -131,6 +135,11 @@ bool GLStartQuietThread(std::thread& Thread, const std::function<void()>& Task)
     {
     }
     return Thread.joinable();
+}
+
+void GLOnFork(void (*Prepare)(), void (*Parent)(), void (*Child)())
+{
+    ::pthread_atfork(Prepare, Parent, Child);
 }
 
 long GLZoneOffset(const std::tm& Local)

@@ -21,6 +21,11 @@ struct GLNameTable
     }
     // The name at an index.
     const char* Name(std::size_t Index) const { return Bytes.data() + Offsets[Index]; }
+    // The length of the name at an index.
+    std::size_t Length(std::size_t Index) const
+    {
+        return (Index + 1 < Offsets.size() ? Offsets[Index + 1] : Bytes.size()) - Offsets[Index] - 1;
+    }
 };
 
 // Sort key of one entry: 16 bytes for the sort to move around. The order answers from these

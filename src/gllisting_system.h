@@ -60,8 +60,11 @@ public:
 
     // The descriptor status queries are made relative to, or -1 with the reason in Error.
     int Descriptor(std::error_code& Error) const;
-    // The next entry; false at the end and on a failure, which sets Error.
-    bool Next(GLFolderEntry& Entry, std::error_code& Error);
+    // Reads the next batch of entries (this may block); false at the end and on a failure, which
+    // sets Error.
+    bool Fill(std::error_code& Error);
+    // The next entry of the batch read last (never blocks); false once it is used up.
+    bool NextBuffered(GLFolderEntry& Entry);
 
 private:
     int Fd = -1;
@@ -86,6 +89,10 @@ GLStatusKind GLQueryStatus(int FolderFd, const char* Name, bool bFollowLinks, GL
 // Starts Thread on Task with every asynchronous signal blocked in it, so that the host's threads
 // keep receiving them; false (Thread left empty) when no thread can be started.
 bool GLStartQuietThread(std::thread& Thread, const std::function<void()>& Task);
+
+// Registers what to do around a fork of the process: before it (in the forking thread), and after
+// it in the parent and in the child.
+void GLOnFork(void (*Prepare)(), void (*Parent)(), void (*Child)());
 
 // The offset from UTC, in seconds, of a time that localtime_r broke down.
 long GLZoneOffset(const std::tm& Local);
