@@ -14,8 +14,11 @@ namespace fs = std::filesystem;
 namespace
 {
 
-// Entries claimed at a time by a status helper.
-constexpr std::size_t Chunk = 16;
+// Entries claimed at a time by a status helper: as many as answer within the budget, at most
+// MaxChunk. A helper stuck on a query that never answers strands the rest of its claim, so on a
+// slow file system it claims one at a time; its first claim is one entry, to learn the pace.
+constexpr std::size_t MaxChunk = 16;
+constexpr std::chrono::microseconds ChunkBudget{100};
 // Status helpers of one read: at first, and at most once the file system proves slow.
 constexpr std::size_t InitialWorkers = 2;
 constexpr std::size_t MaxWorkers = 16;
@@ -140,21 +143,26 @@ void AnswerStatuses(const std::shared_ptr<GLFolderJob>& Job)
         const int fd = job.Stream->Descriptor(ignored);
         const std::size_t total = job.Order.size();
         std::vector<std::pair<std::uint32_t, std::string>> resolved;
+        std::size_t chunk = 1;
         for (;;)
         {
             const std::size_t begin =
-                job.bStop.load(std::memory_order_relaxed) ? total : job.NextClaim.fetch_add(Chunk);
+                job.bStop.load(std::memory_order_relaxed) ? total : job.NextClaim.fetch_add(chunk);
             if (begin >= total)
             {
                 return;
             }
-            const std::size_t end = std::min(begin + Chunk, total);
+            const std::size_t end = std::min(begin + chunk, total);
             const auto started = std::chrono::steady_clock::now();
             for (std::size_t position = begin; position < end; ++position)
             {
                 AnswerEntry(job, fd, job.Order[position], resolved);
             }
-            const bool bSlow = std::chrono::steady_clock::now() - started > SlowQuery * (end - begin);
+            const auto perQuery = (std::chrono::steady_clock::now() - started) / (end - begin);
+            const bool bSlow = perQuery > SlowQuery;
+            chunk = perQuery * MaxChunk <= ChunkBudget
+                        ? MaxChunk
+                        : std::max<std::size_t>(1, static_cast<std::size_t>(ChunkBudget / perQuery));
             std::size_t more = 0;
             {
                 const std::lock_guard<std::mutex> lock(job.Mutex);

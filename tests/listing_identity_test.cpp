@@ -2,6 +2,10 @@
 #include "oracle/straightforward_listing.h"
 #include "test_support.h"
 
+#ifdef GLFD_HAVE_SLOW_MOUNT
+#include "slow_mount.h"
+#endif
+
 #include <fcntl.h>
 #include <random>
 #include <set>
@@ -147,6 +151,29 @@ TEST(ListingIdentity, EveryKindOfEntryInEveryTimeZone)
             EXPECT_EQ(Mismatch(tree->Root(), &ThroughFilesystem), "");
         }
     }
+}
+
+// Through a mount where every status query takes a millisecond, with many of them in flight:
+// entry for entry what the straightforward route lists there.
+TEST(ListingIdentity, ASlowMountListsAsTheStraightforwardRouteDoes)
+{
+#ifndef GLFD_HAVE_SLOW_MOUNT
+    GTEST_SKIP() << "built without libfuse3: no slow mount";
+#else
+    if (const std::string why = SlowMount::Skip(); !why.empty())
+    {
+        GTEST_SKIP() << why;
+    }
+    TempTree tree;
+    BuildEveryKind(tree);
+    SlowMountOptions options;
+    options.StatDelayMs = 1;
+    SlowMount mount(tree.Root(), options);
+    ASSERT_TRUE(mount.IsMounted()) << mount.Failure();
+    EXPECT_EQ(Mismatch(mount.Root()), "");
+    EXPECT_EQ(Mismatch(mount.Root(), &Untyped), "");
+    EXPECT_EQ(Mismatch(mount.Root(), &ThroughFilesystem), "");
+#endif
 }
 
 TEST(ListingIdentity, FoldersThroughLinksDeepOrAtTheRoot)

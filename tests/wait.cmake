@@ -1,0 +1,7 @@
+# The panel waiting on mounts that never answer (label "slowfs"; skipped where FUSE cannot mount).
+include(${CMAKE_CURRENT_SOURCE_DIR}/slowfs/targets.cmake)
+if(TARGET glfd_slow_mount)
+  add_executable(glfd_wait_test wait_test.cpp)
+  target_link_libraries(glfd_wait_test PRIVATE glfd_slow_mount glfd_test_support GTest::gtest_main glfd_warnings)
+  gtest_discover_tests(glfd_wait_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120 LABELS slowfs)
+endif()
