@@ -170,16 +170,16 @@ TEST(ListingFailure, AThrowingStatusSlotLeavesRowsBackedByEntries)
     TempTree tree;
     BuildFolders(tree, 3);
     tree.File("plain", "x");
-    GLFileDialogPanel panel;
-    panel.OpenAtPath(tree.Path("one"));
-    panel.StatusChanged.connect([](const std::string&) { throw std::runtime_error("slot"); });
     // Announced failures: a missing folder (emitted before the table is rebuilt) and one that
-    // cannot be opened (emitted after).
+    // cannot be opened (emitted after). Everything lists in the child: a listing starts helper
+    // threads, and a process should fork before it has any.
     tree.Dir("closed");
     tree.Chmod("closed", 0);
     const std::string seen = RunUnprivileged(
         [&]
         {
+            GLFileDialogPanel panel;
+            panel.StatusChanged.connect([](const std::string&) { throw std::runtime_error("slot"); });
             std::string out;
             for (const std::string& folder : {tree.Path("plain"), tree.Path("closed")})
             {

@@ -88,6 +88,8 @@ protected:
         Panel.OpenAtPath(M);
         ASSERT_EQ(Panel.StatusText, "Browsing " + M);
         Log.Attach(Panel);
+        Frames.Frames = 0; // a slow machine may have drawn frames already
+        Frames.Labels.clear();
     }
     void TearDown() override { EXPECT_FALSE(Frames.bRanAway) << "the panel never gave up waiting"; }
 
@@ -229,19 +231,43 @@ TEST_F(HungMount, InputDuringAWaitRunsOnceTheWaitHasUnwound)
     EXPECT_FALSE(Host.bVisible);
 }
 
-TEST_F(HungMount, AProgramExitsWithHelpersStuckInTheKernel)
+// The process forks before it lists anything: a child of a process with threads may not start
+// threads of its own under every tool that watches it.
+TEST(HungMountExit, AProgramExitsWithHelpersStuckInTheKernel)
 {
-    const pid_t child = ::fork();
-    if (child == 0)
+    if (const std::string why = SlowMount::Skip(); !why.empty())
     {
-        Frames.Act = [this]
+        GTEST_SKIP() << why;
+    }
+    TempTree tree;
+    tree.File("hung/never.txt", "x");
+    tree.File("dir/stuck", "x");
+    tree.File("dir/one", "x");
+    SlowMountOptions options;
+    options.HangReaddir = {"hung"};
+    options.HangStat = {"dir/stuck"};
+    SlowMount mount(tree.Root(), options);
+    ASSERT_TRUE(mount.IsMounted()) << mount.Failure();
+    const std::string m = mount.Root();
+    const auto giveUpAtFrame3 = [](GLFileDialogPanel& Panel, ScriptedFrames& Frames)
+    {
+        Frames.Act = [&Panel]
         {
             Panel.AbandonWait();
         };
-        Panel.OpenAtPath(M + "/hung");
-        Frames.Frames = 0;
-        Panel.OpenAtPath(M + "/dir");
-        std::exit(Panel.StatusText == "Directory listing incomplete: " + M + "/dir (" + Canceled + ")" ? 0
+        Frames.Install(Panel);
+    };
+
+    const pid_t child = ::fork();
+    if (child == 0)
+    {
+        GLFileDialogPanel panel;
+        ScriptedFrames frames;
+        giveUpAtFrame3(panel, frames);
+        panel.OpenAtPath(m + "/hung");
+        frames.Frames = 0;
+        panel.OpenAtPath(m + "/dir");
+        std::exit(panel.StatusText == "Directory listing incomplete: " + m + "/dir (" + Canceled + ")" ? 0
                                                                                                        : 1);
     }
     ASSERT_GT(child, 0);
@@ -258,19 +284,16 @@ TEST_F(HungMount, AProgramExitsWithHelpersStuckInTheKernel)
     }
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 
-    // In this process too: the panel gives up, goes away, and then the hung calls are released;
+    // In this process too: the panel gives up and goes away, and then the hung calls are released;
     // the helpers that made them find their read still there (sanitizers watch this).
     {
         GLFileDialogPanel panel;
         ScriptedFrames frames;
-        frames.Act = [&panel]
-        {
-            panel.AbandonWait();
-        };
-        frames.Install(panel);
-        panel.OpenAtPath(M + "/dir");
-        EXPECT_EQ(panel.Entries.size(), 4U);
+        giveUpAtFrame3(panel, frames);
+        panel.OpenAtPath(m + "/dir");
+        EXPECT_EQ(panel.Entries.size(), 2U);
+        EXPECT_FALSE(frames.bRanAway);
     }
-    Mount->Unmount();
+    mount.Unmount();
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
 }
