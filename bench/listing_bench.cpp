@@ -34,9 +34,11 @@ namespace fs = std::filesystem;
 
 namespace
 {
+// Helper threads allocate too (the listing reads names and resolves paths on them), so the count
+// is atomic and the peak is raised with a compare-and-swap.
 std::atomic<bool> CountingAllocations{false};
-std::int64_t LiveBytes = 0;
-std::int64_t PeakBytes = 0;
+std::atomic<std::int64_t> LiveBytes{0};
+std::atomic<std::int64_t> PeakBytes{0};
 
 void* Allocate(std::size_t Size)
 {
@@ -47,8 +49,11 @@ void* Allocate(std::size_t Size)
     }
     if (CountingAllocations.load(std::memory_order_relaxed))
     {
-        LiveBytes += static_cast<std::int64_t>(malloc_usable_size(p));
-        PeakBytes = std::max(PeakBytes, LiveBytes);
+        const std::int64_t live = LiveBytes += static_cast<std::int64_t>(malloc_usable_size(p));
+        std::int64_t peak = PeakBytes.load(std::memory_order_relaxed);
+        while (live > peak && !PeakBytes.compare_exchange_weak(peak, live))
+        {
+        }
     }
     return p;
 }
@@ -290,13 +295,14 @@ void PanelMemory(benchmark::State& State, std::size_t Count)
     for (auto _ : State)
     {
         GLFileDialogPanel panel;
-        LiveBytes = PeakBytes = 0;
+        LiveBytes = 0;
+        PeakBytes = 0;
         CountingAllocations = true;
         panel.OpenAtPath(fixture.Path);
         CountingAllocations = false;
     }
     State.counters["peak_bytes_per_entry"] =
-        static_cast<double>(PeakBytes) / static_cast<double>(fixture.Entries);
+        static_cast<double>(PeakBytes.load()) / static_cast<double>(fixture.Entries);
 }
 
 // The floor and the panel's refresh taken in turns, so that drift of the machine (a shared virtual
