@@ -22,6 +22,7 @@ constexpr std::int64_t NanosPerSecond = 1000000000;
 constexpr std::int64_t SecondsPerDay = 86400;
 // The library's file clock is the system clock moved back to 2174-01-01.
 constexpr std::int64_t FileEpochNs = 6437664000LL * NanosPerSecond;
+// Marks of a day's offset (see DayState).
 constexpr long NonUniformDay = std::numeric_limits<long>::min();
 constexpr long UncheckedDay = std::numeric_limits<long>::min() + 1;
 
@@ -280,20 +281,23 @@ void GLTimeLabels::WriteLabel(std::time_t Seconds, std::string& Label)
     GLStoreText(Label, std::string_view(CachedText.data(), CachedLength));
 }
 
-// localtime_r's fields for Seconds. Files of a folder spread over years rarely share a second, and
-// localtime_r per entry would cost more than the entry's status query; so a UTC day is checked
-// once a second entry falls on it, and a day with one uniform offset uses civil arithmetic.
+// localtime_r's fields for Seconds. Files of a folder spread over years rarely share a second,
+// and localtime_r per entry costs a fair share of the entry's status query. A UTC day on which one
+// offset holds throughout (checked at nine instants) can use civil arithmetic instead; the check
+// costs nine calls, so a day is checked once it has paid that much in calls of its own (a folder
+// whose files each have a day of their own costs one call per entry, a crowded day nine or so).
 void GLTimeLabels::LocalTime(std::int64_t Seconds, std::tm& Out)
 {
+    constexpr int checkAfter = 9;
     const std::int64_t day = FloorDiv(Seconds, SecondsPerDay);
-    auto [found, bNew] = DayOffsets.try_emplace(day, UncheckedDay);
-    if (!bNew && found->second == UncheckedDay)
+    DayState& state = DayOffsets[day];
+    if (state.Offset == UncheckedDay && ++state.Seen > checkAfter)
     {
-        found->second = CheckDay(day);
+        state.Offset = CheckDay(day);
     }
-    if (!bNew && found->second != NonUniformDay)
+    if (state.Offset != UncheckedDay && state.Offset != NonUniformDay)
     {
-        CivilTime(Seconds + found->second, Out);
+        CivilTime(Seconds + state.Offset, Out);
         return;
     }
     const auto tt = static_cast<std::time_t>(Seconds);

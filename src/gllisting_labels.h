@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -67,5 +68,12 @@ private:
     std::time_t CachedSeconds = 0;
     std::array<char, 32> CachedText{};
     std::size_t CachedLength = 0;
-    std::unordered_map<std::int64_t, long> DayOffsets; // UTC day -> its uniform offset, or a mark
+    // What is known of one UTC day: its uniform offset (or a mark for a day not checked yet, or
+    // one without a uniform offset), and how many entries fell on it before it was checked.
+    struct DayState
+    {
+        long Offset = std::numeric_limits<long>::min() + 1; // not checked yet
+        int Seen = 0;
+    };
+    std::unordered_map<std::int64_t, DayState> DayOffsets;
 };
