@@ -257,6 +257,11 @@ std::size_t GLFolderRead::Progress() const
     return Job->bNamesIn.load() ? Job->AnsweredCount.load() : Job->NamesCount.load();
 }
 
+std::size_t GLFolderRead::Expected() const
+{
+    return Job->bNamesIn.load() ? Job->NamesCount.load() : 0;
+}
+
 void GLFolderRead::Abandon()
 {
     const std::lock_guard<std::mutex> lock(Job->Mutex);

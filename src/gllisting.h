@@ -68,6 +68,8 @@ public:
     bool WaitUntil(std::chrono::steady_clock::time_point Deadline) override;
     // Names read so far, then entries whose queries have answered.
     std::size_t Progress() const override;
+    // The entries read, once every name is in.
+    std::size_t Expected() const override;
     // Gives up: helpers stop, and nothing they learn from now on is used.
     void Abandon() override;
 

@@ -287,6 +287,7 @@ void ReadNames(const std::shared_ptr<GLFolderJob>& Job)
         job.Answered.assign(count, 0);
         workers = count == 0 ? 0 : count >= job.Options.ParallelMinimum ? InitialWorkers : 1;
         job.Workers = workers;
+        job.NamesCount.store(count);
         job.bNamesDone = true;
         job.bNamesIn = true;
         job.Changed.notify_all();

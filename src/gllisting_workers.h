@@ -34,6 +34,8 @@ public:
     virtual bool WaitUntil(std::chrono::steady_clock::time_point Deadline) = 0;
     // How many items (entries of a folder) have answered so far.
     virtual std::size_t Progress() const { return 0; }
+    // How many items there are to answer, once that is known; 0 until then.
+    virtual std::size_t Expected() const { return 0; }
     // Stops waiting: what has not answered yet never will, as far as the caller is concerned.
     virtual void Abandon() = 0;
 };

@@ -169,6 +169,7 @@ TEST_F(HungMount, EntriesWhoseStatusNeverAnswersAreListedAsUnreadable)
                          "two|File|1 B|date|r\n");
     EXPECT_EQ(ModelRows(Panel).size(), 4U);
     EXPECT_EQ(ModelRows(Panel)[2], "stuck|File|-|");
+    EXPECT_EQ(Frames.Labels.back(), "Reading " + M + "/dir \xe2\x80\xa6 3 of 4 entries");
 }
 
 TEST_F(HungMount, AGivenUpPathLookupReadsAsAPathThatCannotBeRead)
