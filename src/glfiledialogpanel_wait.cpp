@@ -77,9 +77,15 @@ bool GLFileDialogPanel::WaitForFileSystem(GLPendingWork& Work, const std::string
     {
         if (StatusLabel != nullptr)
         {
-            StatusLabel->Text = bCountsEntries ? Activity + " \xe2\x80\xa6 " +
-                                                     std::to_string(Work.Progress()) + " entries so far"
-                                               : Activity + " \xe2\x80\xa6";
+            StatusLabel->Text = Activity + " \xe2\x80\xa6";
+            if (bCountsEntries)
+            {
+                // Names as they are read, then entries as their status queries answer.
+                const std::size_t expected = Work.Expected();
+                StatusLabel->Text +=
+                    " " + std::to_string(Work.Progress()) +
+                    (expected > 0 ? " of " + std::to_string(expected) + " entries" : " entries so far");
+            }
         }
         const Clock::time_point frameStart = Clock::now();
         {
