@@ -223,12 +223,6 @@ void GLTimeLabels::Format(const fs::file_time_type& Time, std::string& Label)
     WriteLabel(static_cast<std::time_t>(seconds), Label);
 }
 
-bool GLTimeLabels::Mirrors(std::int64_t Seconds) const
-{
-    // Outside this window the library's own conversion saturates or wraps.
-    return bUsable && Seconds >= -2147483648LL && Seconds <= 9223372034LL;
-}
-
 bool GLTimeLabels::Format(std::int64_t Seconds, std::int32_t Nanoseconds, std::string& Label)
 {
     if (!Mirrors(Seconds))

@@ -53,8 +53,12 @@ public:
     // nanoseconds; false when the library's own conversion cannot be mirrored here (then ask it
     // for the file time and use the overload above).
     bool Format(std::int64_t Seconds, std::int32_t Nanoseconds, std::string& Label);
-    // Whether status times of these seconds can be formatted by the overload above.
-    bool Mirrors(std::int64_t Seconds) const;
+    // Whether status times of these seconds can be formatted by the overload above (outside this
+    // window the library's own conversion saturates or wraps).
+    bool Mirrors(std::int64_t Seconds) const
+    {
+        return bUsable && Seconds >= -2147483648LL && Seconds <= 9223372034LL;
+    }
     // The label of a file time, for a single use.
     static std::string Text(const std::filesystem::file_time_type& Time);
 
