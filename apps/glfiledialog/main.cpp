@@ -5,7 +5,7 @@
 #include "glhost.h"
 
 #if GLFD_HAVE_WINDOW
-#include "glimgui_host.h"
+#include "window_shell.h"
 #endif
 #if GLFD_HAVE_TERMINAL
 #include "glterminal_host.h"
@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <string>
 #include <system_error>
@@ -48,23 +49,33 @@ bool HasDisplay()
     return false;
 }
 
-GLHostResult RunWindow(GLChildWindow& Host, std::string& Error)
+// Connects a panel to the chooser's result and sets its mode.
+using PanelSetup = std::function<void(GLFileDialogPanel&)>;
+
+GLHostResult RunWindow(const std::string& Path, const PanelSetup& Setup, std::string& Error)
 {
 #if GLFD_HAVE_WINDOW
-    return RunImGuiHost(Host, Error);
+    return RunWindowChooser(Path, Setup, Error);
 #else
-    (void)Host;
+    (void)Path;
+    (void)Setup;
     Error = "this build has no window support";
     return GLHostResult::Unavailable;
 #endif
 }
 
-GLHostResult RunTerminal(GLChildWindow& Host, std::string& Error)
+GLHostResult RunTerminal(const std::string& Path, const PanelSetup& Setup, std::string& Error)
 {
 #if GLFD_HAVE_TERMINAL
-    return RunTerminalHost(Host, Error);
+    GLFileDialogPanel panel;
+    GLChildWindow host;
+    host.SetContent(&panel);
+    Setup(panel);
+    panel.OpenAtPath(Path);
+    return RunTerminalHost(host, Error);
 #else
-    (void)Host;
+    (void)Path;
+    (void)Setup;
     Error = "this build has no terminal support";
     return GLHostResult::Unavailable;
 #endif
@@ -72,14 +83,15 @@ GLHostResult RunTerminal(GLChildWindow& Host, std::string& Error)
 
 // Runs the dialog with the backend the options ask for; Auto prefers a window when a
 // display is set and falls back to the terminal.
-GLHostResult RunChooser(ChooserBackend Backend, GLChildWindow& Host, std::string& Error)
+GLHostResult RunChooser(ChooserBackend Backend, const std::string& Path, const PanelSetup& Setup,
+                        std::string& Error)
 {
     switch (Backend)
     {
     case ChooserBackend::Window:
-        return RunWindow(Host, Error);
+        return RunWindow(Path, Setup, Error);
     case ChooserBackend::Terminal:
-        return RunTerminal(Host, Error);
+        return RunTerminal(Path, Setup, Error);
     case ChooserBackend::Auto:
     default:
         break;
@@ -87,19 +99,19 @@ GLHostResult RunChooser(ChooserBackend Backend, GLChildWindow& Host, std::string
     if (HasDisplay())
     {
         std::string windowError;
-        const GLHostResult result = RunWindow(Host, windowError);
+        const GLHostResult result = RunWindow(Path, Setup, windowError);
         if (result != GLHostResult::Unavailable)
         {
             return result;
         }
-        const GLHostResult terminalResult = RunTerminal(Host, Error);
+        const GLHostResult terminalResult = RunTerminal(Path, Setup, Error);
         if (terminalResult == GLHostResult::Unavailable)
         {
             Error = windowError + "; " + Error;
         }
         return terminalResult;
     }
-    return RunTerminal(Host, Error);
+    return RunTerminal(Path, Setup, Error);
 }
 
 } // namespace
@@ -134,22 +146,21 @@ int main(int argc, char** argv)
         start = std::filesystem::absolute(start, ec);
     }
 
-    GLFileDialogPanel panel;
-    GLChildWindow host;
-    host.SetContent(&panel);
     std::vector<std::string> chosen;
     bool bAccepted = false;
-    panel.FilesSelected.connect(
-        [&](const std::vector<std::string>& Paths)
-        {
-            chosen = Paths;
-            bAccepted = true;
-        });
-    panel.SetSelectionMode(options.Mode);
-    panel.OpenAtPath(start.native());
+    const PanelSetup setup = [&](GLFileDialogPanel& Panel)
+    {
+        Panel.FilesSelected.connect(
+            [&](const std::vector<std::string>& Paths)
+            {
+                chosen = Paths;
+                bAccepted = true;
+            });
+        Panel.SetSelectionMode(options.Mode);
+    };
 
     std::string error;
-    const GLHostResult result = RunChooser(options.Backend, host, error);
+    const GLHostResult result = RunChooser(options.Backend, start.native(), setup, error);
     switch (result)
     {
     case GLHostResult::Unavailable:

@@ -1,15 +1,15 @@
+// Drawing a GLWindow's widgets with ImGui's public API, and feeding them ImGui's input.
 #include "glimgui_view.h"
 
 #include "glbutton.h"
 #include "glchildwindow.h"
+#include "glimgui_fonts.h"
 #include "glimgui_text.h"
 #include "gllabel.h"
 #include "gltableview.h"
 #include "gltextinput.h"
 
 #include <imgui.h>
-#include <imgui_internal.h>
-#include <imgui_stdlib.h>
 
 #include <algorithm>
 #include <cmath>
@@ -34,13 +34,6 @@ bool SameRect(const GLRect& A, const GLRect& B)
     return A.X == B.X && A.Y == B.Y && A.Width == B.Width && A.Height == B.Height;
 }
 
-GLRect RectOfLastItem()
-{
-    const ImVec2 min = ImGui::GetItemRectMin();
-    const ImVec2 max = ImGui::GetItemRectMax();
-    return {min.x, min.y, max.x - min.x, max.y - min.y};
-}
-
 GLModifiers CurrentModifiers()
 {
     const ImGuiIO& io = ImGui::GetIO();
@@ -51,33 +44,57 @@ GLModifiers CurrentModifiers()
     return mods;
 }
 
-// Text inside a box, centred vertically and clipped to it. Drawn directly so that "##" in a
-// caption is shown rather than taken as an ImGui id separator.
-void DrawTextIn(const GLRect& Box, const std::string& Utf8, bool bCentreHorizontally)
+// Named keys became ImGuiKey values in 1.87; before that they went through the host's key map.
+bool KeyPressed(ImGuiKey Key)
 {
-    const char* begin = Utf8.data();
-    const char* end = begin + Utf8.size();
-    const ImVec2 size = ImGui::CalcTextSize(begin, end);
-    const float x = bCentreHorizontally ? Box.X + std::max(0.0F, (Box.Width - size.x) * 0.5F) : Box.X;
-    const float y = Box.Y + std::max(0.0F, (Box.Height - size.y) * 0.5F);
-    ImDrawList* draw = ImGui::GetWindowDrawList();
-    draw->PushClipRect(TopLeft(Box), BottomRight(Box), true);
-    draw->AddText(ImVec2(std::floor(x), std::floor(y)), ImGui::GetColorU32(ImGuiCol_Text), begin, end);
-    draw->PopClipRect();
+#if IMGUI_VERSION_NUM >= 18700
+    return ImGui::IsKeyPressed(Key, true);
+#else
+    const int index = ImGui::GetKeyIndex(Key);
+    return index >= 0 && ImGui::IsKeyPressed(index, true);
+#endif
 }
+
+#if IMGUI_VERSION_NUM >= 18700
+constexpr ImGuiKey KeypadEnter = ImGuiKey_KeypadEnter;
+#else
+constexpr ImGuiKey KeypadEnter = ImGuiKey_KeyPadEnter;
+#endif
+
+// The keys the widgets understand, as ImGui names them.
+struct KeyMapping
+{
+    ImGuiKey ImGuiName;
+    GLKey Key;
+};
+constexpr KeyMapping Keys[] = {
+    {ImGuiKey_UpArrow, GLKey::Up},       {ImGuiKey_DownArrow, GLKey::Down}, {ImGuiKey_LeftArrow, GLKey::Left},
+    {ImGuiKey_RightArrow, GLKey::Right}, {ImGuiKey_PageUp, GLKey::PageUp},  {ImGuiKey_PageDown, GLKey::PageDown},
+    {ImGuiKey_Home, GLKey::Home},        {ImGuiKey_End, GLKey::End},        {ImGuiKey_Enter, GLKey::Enter},
+    {KeypadEnter, GLKey::Enter},         {ImGuiKey_Escape, GLKey::Escape},  {ImGuiKey_Backspace, GLKey::Backspace},
+    {ImGuiKey_Delete, GLKey::Delete},    {ImGuiKey_Tab, GLKey::Tab},
+};
 
 // What the text input callback needs to see the program's own changes while ImGui edits.
 struct TextInputContext
 {
     const GLTextInput* Input;
     std::string* Shown;
+    std::string* Buffer;
 };
 
 // While the field is being edited, a text the program set (say, after Enter navigated) replaces
-// ImGui's copy; it is not reported back as an edit.
+// ImGui's copy; it is not reported back as an edit. The buffer is a std::string that grows as
+// ImGui asks.
 int SyncProgramText(ImGuiInputTextCallbackData* Data)
 {
     const auto* context = static_cast<const TextInputContext*>(Data->UserData);
+    if (Data->EventFlag == ImGuiInputTextFlags_CallbackResize)
+    {
+        context->Buffer->resize(static_cast<std::size_t>(Data->BufTextLen));
+        Data->Buf = context->Buffer->data();
+        return 0;
+    }
     std::string current = SanitizeUtf8(context->Input->Text);
     if (current != *context->Shown)
     {
@@ -95,22 +112,9 @@ bool IsTextInput(const GLWidget* Widget)
 
 } // namespace
 
-void GLImGuiView::Frame(GLWindow& Content, const std::vector<GLImGuiInputEvent>& Events, double NowSeconds)
+void GLImGuiView::Draw(GLWindow& Content, bool bTakeKeyboard, double NowSeconds)
 {
     UpdateLayout(Content);
-
-    const ImGuiIO& io = ImGui::GetIO();
-    ImGui::SetNextWindowPos(ImVec2(0.0F, 0.0F));
-    ImGui::SetNextWindowSize(io.DisplaySize);
-    ImGui::PushStyleVar(ImGuiStyleVar_WindowPadding, ImVec2(0.0F, 0.0F));
-    ImGui::PushStyleVar(ImGuiStyleVar_WindowBorderSize, 0.0F);
-    ImGui::PushStyleVar(ImGuiStyleVar_WindowRounding, 0.0F);
-    // NoNavInputs keeps ImGui's own Tab handling out: the content window owns the focus order.
-    const ImGuiWindowFlags flags = ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoMove |
-                                   ImGuiWindowFlags_NoSavedSettings | ImGuiWindowFlags_NoBringToFrontOnFocus |
-                                   ImGuiWindowFlags_NoScrollWithMouse | ImGuiWindowFlags_NoNavInputs;
-    ImGui::Begin("##content", nullptr, flags);
-
     for (const auto& child : Content.Children)
     {
         GLWidget* widget = child.get();
@@ -133,34 +137,51 @@ void GLImGuiView::Frame(GLWindow& Content, const std::vector<GLImGuiInputEvent>&
         }
         else if (const auto* label = dynamic_cast<const GLLabel*>(widget))
         {
-            DrawLabel(*label);
+            DrawTextIn(label->Bounds, Prepared(label->Text, false), false);
         }
         ImGui::PopID();
     }
     DrawFocusFrame(Content);
 
-    ImGui::End();
-    ImGui::PopStyleVar(3);
-
-    const bool bStillShown = Content.HostWindow == nullptr || Content.HostWindow->bVisible;
-    if (RowClick.Table != nullptr && bStillShown)
+    if (RowClick.Table != nullptr)
     {
         const PendingRowClick click = RowClick;
-        if (click.bDouble)
-        {
-            click.Table->DoubleClickRow(click.Row);
-        }
-        else
-        {
-            click.Table->ClickRow(click.Row, click.Mods);
-        }
+        Queued.emplace_back(
+            [click]
+            {
+                if (click.bDouble)
+                {
+                    click.Table->DoubleClickRow(click.Row);
+                }
+                else
+                {
+                    click.Table->ClickRow(click.Row, click.Mods);
+                }
+            });
     }
     RowClick = PendingRowClick{};
 
-    ApplyEvents(Content, Events, NowSeconds);
+    if (bTakeKeyboard)
+    {
+        ApplyKeyboard(Content, NowSeconds);
+    }
     if (bDumpLayout)
     {
         DumpLayout(Content);
+    }
+}
+
+void GLImGuiView::ApplyInput(const GLWindow& Content)
+{
+    std::vector<std::function<void()>> queued;
+    queued.swap(Queued);
+    for (const auto& action : queued)
+    {
+        if (Content.HostWindow != nullptr && !Content.HostWindow->bVisible)
+        {
+            break;
+        }
+        action();
     }
 }
 
@@ -176,17 +197,42 @@ void GLImGuiView::UpdateLayout(GLWindow& Content)
     {
         Content.SetMetrics(metrics);
     }
-    const ImVec2 display = ImGui::GetIO().DisplaySize;
-    const GLRect bounds{0.0F, 0.0F, display.x, display.y};
+    const ImVec2 origin = ImGui::GetCursorScreenPos();
+    const ImVec2 available = ImGui::GetContentRegionAvail();
+    const GLRect bounds{std::floor(origin.x), std::floor(origin.y), std::max(0.0F, std::floor(available.x)),
+                        std::max(0.0F, std::floor(available.y))};
     if (!SameRect(bounds, Content.Bounds))
     {
         Content.SetBounds(bounds);
     }
 }
 
-void GLImGuiView::DrawLabel(const GLLabel& Label)
+const std::string& GLImGuiView::Prepared(const std::string& Text, bool bName)
 {
-    DrawTextIn(Label.Bounds, SanitizeUtf8(Label.Text), false);
+    if (Glyphs != nullptr)
+    {
+        Glyphs->Prepare(Text, bName, ImGui::GetFont(), Scratch);
+    }
+    else
+    {
+        Scratch = SanitizeUtf8(Text);
+    }
+    return Scratch;
+}
+
+// Text inside a box, centred vertically and clipped to it. Drawn directly so that "##" in a
+// caption is shown rather than taken as an ImGui id separator.
+void GLImGuiView::DrawTextIn(const GLRect& Box, const std::string& Text, bool bCentre)
+{
+    const char* begin = Text.data();
+    const char* end = begin + Text.size();
+    const ImVec2 size = ImGui::CalcTextSize(begin, end);
+    const float x = bCentre ? Box.X + std::max(0.0F, (Box.Width - size.x) * 0.5F) : Box.X;
+    const float y = Box.Y + std::max(0.0F, (Box.Height - size.y) * 0.5F);
+    ImDrawList* draw = ImGui::GetWindowDrawList();
+    draw->PushClipRect(TopLeft(Box), BottomRight(Box), true);
+    draw->AddText(ImVec2(std::floor(x), std::floor(y)), ImGui::GetColorU32(ImGuiCol_Text), begin, end);
+    draw->PopClipRect();
 }
 
 void GLImGuiView::DrawButton(GLWindow& Content, GLButton& Button)
@@ -198,24 +244,27 @@ void GLImGuiView::DrawButton(GLWindow& Content, GLButton& Button)
     {
         Content.SetFocus(&Button);
     }
-    DrawTextIn(Button.Bounds, SanitizeUtf8(Button.Label), true);
+    DrawTextIn(Button.Bounds, Prepared(Button.Label, false), true);
     if (bPressed)
     {
         Content.SetFocus(&Button);
-        Button.Click();
+        GLButton* pressed = &Button;
+        Queued.emplace_back([pressed] { pressed->Click(); });
     }
 }
 
 void GLImGuiView::DrawTextInput(GLWindow& Content, GLTextInput& Input)
 {
     TextInputState& state = TextInputs[&Input];
-    const ImGuiID id = ImGui::GetID("##text");
     const bool bFocused = Content.FocusedWidget == &Input;
-    if (!bFocused && ImGui::GetActiveID() == id)
+    // A field ImGui edits although the focus went elsewhere (Tab, Enter that moved on): a new id
+    // makes ImGui drop it, since an active item that is not drawn is no longer active.
+    if (!bFocused && state.bWasActive)
     {
-        ImGui::ClearActiveID();
+        ++state.Generation;
+        state.bWasActive = false;
     }
-    if (ImGui::GetActiveID() != id)
+    if (!state.bWasActive)
     {
         state.Shown = SanitizeUtf8(Input.Text);
         state.Buffer = state.Shown;
@@ -225,10 +274,18 @@ void GLImGuiView::DrawTextInput(GLWindow& Content, GLTextInput& Input)
             ImGui::SetKeyboardFocusHere();
         }
     }
+    // Names the path holds need their glyphs too; ImGui draws the field's text itself.
+    Prepared(state.Buffer, false);
     ImGui::SetCursorScreenPos(TopLeft(Input.Bounds));
     ImGui::SetNextItemWidth(Input.Bounds.Width);
-    TextInputContext context{&Input, &state.Shown};
-    ImGui::InputText("##text", &state.Buffer, ImGuiInputTextFlags_CallbackAlways, &SyncProgramText, &context);
+    ImGui::PushID(state.Generation);
+    TextInputContext context{&Input, &state.Shown, &state.Buffer};
+    ImGui::InputText("##text", state.Buffer.data(), state.Buffer.size() + 1,
+                     ImGuiInputTextFlags_CallbackAlways | ImGuiInputTextFlags_CallbackResize, &SyncProgramText,
+                     &context);
+    ImGui::PopID();
+    state.Buffer.resize(std::char_traits<char>::length(state.Buffer.c_str()));
+    state.bWasActive = ImGui::IsItemActive();
     if (ImGui::IsItemActivated())
     {
         Content.SetFocus(&Input);
@@ -277,47 +334,54 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
     }
     ImGui::TableHeadersRow();
 
-    // The rows' part of the table: below the header row, above the bottom edge.
-    const float bodyTop = ImGui::GetWindowPos().y + ImGui::TableGetHeaderRowHeight();
+    // Every row holds one line of text, so rows are evenly spaced: the visible ones follow from
+    // the scroll position alone, whatever the row count. The pitch is measured once two rows
+    // were drawn; until then it is the line plus the cell padding.
+    const float scroll = ImGui::GetScrollY();
+    const float padding = ImGui::GetStyle().CellPadding.y;
+    const float pitch = state.RowPitch > 0.0F ? state.RowPitch : ImGui::GetTextLineHeight() + 2.0F * padding;
+    // Below the frozen header row, where the cursor stands after it whatever the scroll.
+    const float bodyTop = ImGui::GetCursorScreenPos().y;
     const float bodyBottom = ImGui::GetWindowPos().y + ImGui::GetWindowHeight();
     const float bodyHeight = std::max(0.0F, bodyBottom - bodyTop);
-    const float scroll = ImGui::GetScrollY();
-    ImGuiListClipper clipper;
-    clipper.Begin(rows);
-    if (bBringFocusIntoView)
-    {
-        clipper.ForceDisplayRangeByIndices(Table.FocusedRow, Table.FocusedRow + 1);
-    }
+    const ImVec2 mouse = ImGui::GetMousePos();
+    const bool bHovered = ImGui::IsWindowHovered() && mouse.y >= bodyTop && mouse.y < bodyBottom;
     int hoveredRow = -1;
     int topRow = -1;
     GLRect focusedRect;
     bool bFocusedDrawn = false;
+    float previousTop = 0.0F;
+    ImGuiListClipper clipper;
+    clipper.Begin(rows, pitch);
     while (clipper.Step())
     {
         for (int row = clipper.DisplayStart; row < clipper.DisplayEnd; ++row)
         {
             ImGui::TableNextRow();
             ImGui::TableSetColumnIndex(0);
-            ImGui::PushID(row);
-            const ImVec2 cellStart = ImGui::GetCursorScreenPos();
-            // Selection is the row's background, so the hover tint adds to it instead of replacing it.
+            const float top = ImGui::GetCursorScreenPos().y - padding;
+            if (row > clipper.DisplayStart && top > previousTop)
+            {
+                state.RowPitch = top - previousTop;
+            }
+            previousTop = top;
+            const GLRect rect{Table.Bounds.X, top, Table.Bounds.Width, pitch};
+            const bool bRowHovered = bHovered && mouse.y >= top && mouse.y < top + pitch;
+            // Selection is the row's background; the hover tint goes over it.
             if (Table.IsRowHighlighted(row))
             {
-                ImGui::TableSetBgColor(ImGuiTableBgTarget_RowBg1, ImGui::GetColorU32(ImGuiCol_Header));
+                ImGui::TableSetBgColor(ImGuiTableBgTarget_RowBg0, ImGui::GetColorU32(ImGuiCol_Header));
             }
-            // The cells' text goes on top of this whole-row item; ImGui only hovers it when told so.
-            ImGui::Selectable("##row", false,
-                              ImGuiSelectableFlags_SpanAllColumns | ImGuiSelectableFlags_AllowItemOverlap);
-            if (ImGui::IsItemHovered())
+            if (bRowHovered)
             {
                 hoveredRow = row;
+                ImGui::TableSetBgColor(ImGuiTableBgTarget_RowBg1, ImGui::GetColorU32(ImGuiCol_HeaderHovered));
             }
-            const GLRect rect = RectOfLastItem();
-            if (topRow < 0 && rect.Y >= bodyTop - 0.5F)
+            if (topRow < 0 && top >= bodyTop - 0.5F)
             {
                 topRow = row;
             }
-            if (rect.Y + rect.Height > bodyTop && rect.Y < bodyBottom)
+            if (top + pitch > bodyTop && top < bodyBottom)
             {
                 state.Drawn.push_back({row, rect});
             }
@@ -326,7 +390,6 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
                 focusedRect = rect;
                 bFocusedDrawn = true;
             }
-            ImGui::SetCursorScreenPos(cellStart);
             for (int column = 0; column < columns; ++column)
             {
                 if (column > 0)
@@ -336,39 +399,38 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
                 const std::string* cell = model != nullptr ? model->CellAt(row, column) : nullptr;
                 if (cell != nullptr)
                 {
-                    ImGui::TextUnformatted(SanitizeUtf8(*cell).c_str());
+                    ImGui::TextUnformatted(Prepared(*cell, column == 0).c_str());
                 }
             }
-            ImGui::PopID();
         }
     }
 
     // Scroll as little as possible to show the focused row whole; new rows start from the top.
     const float base = bNewRows ? 0.0F : scroll;
     float target = base;
-    if (bBringFocusIntoView && bFocusedDrawn)
+    if (bBringFocusIntoView)
     {
-        const float offset = focusedRect.Y - bodyTop + scroll;
+        const float offset = static_cast<float>(Table.FocusedRow) * pitch;
         if (offset < base)
         {
             target = offset;
         }
-        else if (offset + focusedRect.Height > base + bodyHeight)
+        else if (offset + pitch > base + bodyHeight)
         {
-            target = offset + focusedRect.Height - bodyHeight;
+            target = offset + pitch - bodyHeight;
         }
     }
     if (target != scroll)
     {
         ImGui::SetScrollY(target);
     }
-    if (rows > 0 && clipper.ItemsHeight > 0.0F)
+    if (rows > 0)
     {
-        Table.PageRows = std::max(1, static_cast<int>((bodyHeight + 0.5F) / clipper.ItemsHeight));
+        Table.PageRows = std::max(1, static_cast<int>((bodyHeight + 0.5F) / pitch));
         Table.TopRow = std::max(0, topRow);
     }
 
-    if (ImGui::IsWindowHovered() && ImGui::IsMouseClicked(ImGuiMouseButton_Left))
+    if (bHovered && ImGui::IsMouseClicked(ImGuiMouseButton_Left))
     {
         Content.SetFocus(&Table);
         if (hoveredRow >= 0)
@@ -411,32 +473,40 @@ void GLImGuiView::DrawFocusFrame(const GLWindow& Content)
                                         ImGui::GetStyle().FrameRounding, 0, thickness);
 }
 
-void GLImGuiView::ApplyEvents(GLWindow& Content, const std::vector<GLImGuiInputEvent>& Events,
-                              double NowSeconds)
+void GLImGuiView::ApplyKeyboard(GLWindow& Content, double NowSeconds)
 {
-    for (const GLImGuiInputEvent& event : Events)
+    // While a text field has the focus, ImGui has already edited it with this frame's input;
+    // only the keys that leave or confirm the field (and Alt shortcuts) go to the widgets.
+    // Typed text goes first, so that type-ahead followed by Enter opens the row typed.
+    GLWindow* content = &Content;
+    const ImGuiIO& io = ImGui::GetIO();
+    if (!IsTextInput(Content.FocusedWidget))
     {
-        if (Content.HostWindow != nullptr && !Content.HostWindow->bVisible)
+        for (const ImWchar character : io.InputQueueCharacters)
         {
-            return;
+            std::string text;
+            AppendUtf8(text, static_cast<std::uint32_t>(character));
+            Queued.emplace_back([content, text, NowSeconds] { content->HandleText(text.c_str(), NowSeconds); });
         }
-        // While a text field has the focus, ImGui has already edited it with these events;
-        // only the keys that leave or confirm the field (and Alt shortcuts) go to the widgets.
-        const bool bTextMode = IsTextInput(Content.FocusedWidget);
-        if (event.Key == GLKey::None)
+    }
+    const GLModifiers mods = CurrentModifiers();
+    for (const KeyMapping& mapping : Keys)
+    {
+        if (!KeyPressed(mapping.ImGuiName))
         {
-            if (!bTextMode)
-            {
-                Content.HandleText(event.Text.c_str(), NowSeconds);
-            }
             continue;
         }
-        const bool bLeavesField = event.Key == GLKey::Enter || event.Key == GLKey::Escape ||
-                                  event.Key == GLKey::Tab || event.Mods.bAlt;
-        if (!bTextMode || bLeavesField)
-        {
-            Content.HandleKey(event.Key, event.Mods);
-        }
+        const GLKey key = mapping.Key;
+        const bool bLeavesField = key == GLKey::Enter || key == GLKey::Escape || key == GLKey::Tab || mods.bAlt;
+        Queued.emplace_back(
+            [content, key, mods, bLeavesField]
+            {
+                // Decided when applied: an earlier key may have moved the focus out of the field.
+                if (!IsTextInput(content->FocusedWidget) || bLeavesField)
+                {
+                    content->HandleKey(key, mods);
+                }
+            });
     }
 }
 
