@@ -43,6 +43,7 @@ GLImGuiFileDialog::~GLImGuiFileDialog() = default;
 void GLImGuiFileDialog::Open(const std::string& Path)
 {
     Selected.clear();
+    View->ForgetDump();
     Host.bVisible = true;
     Panel.OpenAtPath(Path);
     bOpen = Host.bVisible; // a slot may have closed it already

@@ -30,6 +30,9 @@ public:
     // Outside an ImGui frame this lets an operation draw frames while it waits.
     void ApplyInput(const GLWindow& Content);
 
+    // Makes the next Draw dump its layout even if it looks as it did last time (a dialog reopened).
+    void ForgetDump() { LastDump.clear(); }
+
     // Prepares every text before it is drawn (names made visible, missing glyphs noted); not owned.
     GLImGuiGlyphs* Glyphs = nullptr;
     // When true, every change of the drawn layout is written to standard error, one widget or
