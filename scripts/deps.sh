@@ -5,9 +5,11 @@
 #   scripts/deps.sh bench  build and run the benchmarks
 set -euo pipefail
 
-run_pkgs=(g++ cmake ninja-build pkg-config libimgui-dev libglfw3-dev libgl-dev libncurses-dev fonts-dejavu-core)
+run_pkgs=(g++ cmake ninja-build pkg-config libimgui-dev libglfw3-dev libgl-dev libncurses-dev libfontconfig-dev
+          libfreetype-dev fontconfig fonts-dejavu-core)
+# Names in every script: CJK and emoji (monochrome; ImGui draws no colour glyphs) fallback fonts.
 test_pkgs=("${run_pkgs[@]}" clang libgtest-dev libgmock-dev xvfb xauth libgl1-mesa-dri xdotool x11-utils
-           imagemagick tmux procps python3 clang-format clang-tidy git)
+           imagemagick tmux procps python3 clang-format clang-tidy git binutils fonts-noto-cjk fonts-symbola)
 bench_pkgs=("${run_pkgs[@]}" libbenchmark-dev)
 
 case "${1:-run}" in

@@ -10,7 +10,7 @@ endif()
 if(TARGET glfiledialog_app AND TARGET glfd_imgui)
   find_package(Python3 COMPONENTS Interpreter)
   if(Python3_Interpreter_FOUND)
-    set(GLFD_WINDOW_SCENARIOS open_file multiple folder escape close typed_path keyboard names large_folder scaled
+    set(GLFD_WINDOW_SCENARIOS open_file multiple folder escape close typed_path keyboard names scripts large_folder scaled
         no_display)
     foreach(scenario IN LISTS GLFD_WINDOW_SCENARIOS)
       add_test(NAME window_e2e.${scenario}

@@ -11,7 +11,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <set>
 
 namespace
 {
@@ -158,25 +157,12 @@ struct GLImGuiGlyphs::Fallback
 {
     std::string File;
     int Face = 0;
-    FcCharSet* Charset = nullptr; // a copy of fontconfig's; owned
     float SizeScale = 1.0F;
     std::set<char32_t> CodePoints;   // loaded through the atlas's own rasteriser
     std::set<char32_t> StandInGlyphs; // code points beyond U+FFFF, rasterised here (16-bit ImWchar)
     std::vector<ImWchar> Ranges;     // CodePoints as ImGui's glyph ranges; the atlas points here
     std::string Name;                // the atlas entry's name
 
-    Fallback() = default;
-    ~Fallback()
-    {
-        if (Charset != nullptr)
-        {
-            FcCharSetDestroy(Charset);
-        }
-    }
-    Fallback(const Fallback&) = delete;
-    Fallback& operator=(const Fallback&) = delete;
-    Fallback(Fallback&&) = delete;
-    Fallback& operator=(Fallback&&) = delete;
 };
 
 GLImGuiGlyphs::GLImGuiGlyphs() = default;
@@ -227,10 +213,13 @@ void GLImGuiGlyphs::Prepare(const std::string& Text, bool bName, const ImFont* F
         {
             drawn = Replacement;
         }
-        if (drawn >= 0x20U && Font->FindGlyphNoFallback(static_cast<ImWchar>(drawn)) == nullptr &&
-            Noted.insert(codePoint).second)
+        if (drawn >= 0x20U && Font->FindGlyphNoFallback(static_cast<ImWchar>(drawn)) == nullptr)
         {
-            Pending.push_back(codePoint);
+            MissingDrawn.insert(codePoint);
+            if (Noted.insert(codePoint).second)
+            {
+                Pending.push_back(codePoint);
+            }
         }
         AppendUtf8(mapped, drawn);
     }
@@ -244,13 +233,6 @@ std::vector<char32_t> GLImGuiGlyphs::PendingCodePoints() const
 
 GLImGuiGlyphs::Fallback* GLImGuiGlyphs::FindFallback(char32_t CodePoint)
 {
-    for (auto& entry : Fallbacks)
-    {
-        if (FcCharSetHasChar(entry.second->Charset, CodePoint) == FcTrue)
-        {
-            return entry.second.get();
-        }
-    }
     if (!Fonts)
     {
         Fonts = std::make_unique<Library>();
@@ -263,6 +245,7 @@ GLImGuiGlyphs::Fallback* GLImGuiGlyphs::FindFallback(char32_t CodePoint)
     {
         return nullptr;
     }
+    // The desktop's order of preference: the first font in fontconfig's list that has the glyph.
     for (int i = 0; i < Fonts->Sorted->nfont; ++i)
     {
         FcPattern* pattern = Fonts->Sorted->fonts[i];
@@ -274,19 +257,20 @@ GLImGuiGlyphs::Fallback* GLImGuiGlyphs::FindFallback(char32_t CodePoint)
         {
             continue;
         }
-        auto fallback = std::make_unique<Fallback>();
-        fallback->File = file;
-        fallback->Face = face;
-        fallback->Charset = FcCharSetCopy(charset);
-        fallback->Name = Tag + std::to_string(Fallbacks.size());
-        const float cellPerEm = CellPerEm(Fonts->FreeType, file, face);
-        if (Fonts->MainCellPerEm > 0.0F && cellPerEm > 0.0F)
+        std::unique_ptr<Fallback>& fallback = Fallbacks[file + "#" + std::to_string(face)];
+        if (!fallback)
         {
-            fallback->SizeScale = std::clamp(cellPerEm / Fonts->MainCellPerEm, 0.75F, 1.5F);
+            fallback = std::make_unique<Fallback>();
+            fallback->File = file;
+            fallback->Face = face;
+            fallback->Name = Tag + std::to_string(Fallbacks.size());
+            const float cellPerEm = CellPerEm(Fonts->FreeType, file, face);
+            if (Fonts->MainCellPerEm > 0.0F && cellPerEm > 0.0F)
+            {
+                fallback->SizeScale = std::clamp(cellPerEm / Fonts->MainCellPerEm, 0.75F, 1.5F);
+            }
         }
-        Fallback* raw = fallback.get();
-        Fallbacks.emplace(file + "#" + std::to_string(face), std::move(fallback));
-        return raw;
+        return fallback.get();
     }
     return nullptr;
 }

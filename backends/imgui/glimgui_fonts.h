@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -29,6 +30,11 @@ public:
     // Writes into Out what to hand ImGui for Text drawn with Font (names through the visible-name
     // rule when bName is true) and notes the code points Font cannot draw.
     void Prepare(const std::string& Text, bool bName, const ImFont* Font, std::string& Out);
+
+    // Starts a frame: forgets which code points the last frame drew without a glyph.
+    void BeginFrame() { MissingDrawn.clear(); }
+    // Code points drawn since BeginFrame that the font had no glyph for (its fallback glyph was drawn).
+    const std::set<char32_t>& MissingThisFrame() const { return MissingDrawn; }
 
     // Code points noted as missing and not yet looked for in the fallback fonts.
     std::vector<char32_t> PendingCodePoints() const;
@@ -70,6 +76,7 @@ private:
 
     std::unordered_set<char32_t> Noted;   // looked for already, or queued
     std::vector<char32_t> Pending;        // noted, not looked for yet
+    std::set<char32_t> MissingDrawn;      // drawn this frame without a glyph
     std::unordered_map<char32_t, char32_t> StandIns; // code point beyond U+FFFF -> private-use stand-in
     std::unordered_map<char32_t, char32_t> StandInOwners; // stand-in -> code point
     std::map<std::string, std::unique_ptr<Fallback>> Fallbacks; // by file and face

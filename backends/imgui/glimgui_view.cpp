@@ -114,6 +114,10 @@ bool IsTextInput(const GLWidget* Widget)
 
 void GLImGuiView::Draw(GLWindow& Content, bool bTakeKeyboard, double NowSeconds)
 {
+    if (Glyphs != nullptr)
+    {
+        Glyphs->BeginFrame();
+    }
     UpdateLayout(Content);
     for (const auto& child : Content.Children)
     {
@@ -563,6 +567,16 @@ void GLImGuiView::DumpLayout(const GLWindow& Content)
             rect(label->Bounds);
             out << ' ' << focus << ' ' << EscapeBytes(label->Text) << '\n';
         }
+    }
+    // Code points drawn as the font's fallback glyph, for drivers that check names are readable.
+    if (Glyphs != nullptr && !Glyphs->MissingThisFrame().empty())
+    {
+        out << "missing" << std::hex;
+        for (const char32_t codePoint : Glyphs->MissingThisFrame())
+        {
+            out << ' ' << static_cast<std::uint32_t>(codePoint);
+        }
+        out << std::dec << '\n';
     }
     std::string dump = out.str();
     if (dump == LastDump)
