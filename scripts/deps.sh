@@ -9,7 +9,8 @@ run_pkgs=(g++ cmake ninja-build pkg-config libimgui-dev libglfw3-dev libgl-dev l
           libfreetype-dev fontconfig fonts-dejavu-core)
 # Names in every script: CJK and emoji (monochrome; ImGui draws no colour glyphs) fallback fonts.
 test_pkgs=("${run_pkgs[@]}" clang libgtest-dev libgmock-dev xvfb xauth libgl1-mesa-dri xdotool x11-utils
-           imagemagick tmux procps python3 clang-format clang-tidy git binutils fonts-noto-cjk fonts-symbola)
+           imagemagick tmux procps python3 clang-format clang-tidy git unicode-data binutils fonts-noto-cjk
+           fonts-symbola)
 bench_pkgs=("${run_pkgs[@]}" libbenchmark-dev)
 
 case "${1:-run}" in
