@@ -40,11 +40,19 @@ void RecordGlfwError(int /*Code*/, const char* Description)
     LastGlfwError = Description != nullptr ? Description : "unknown error";
 }
 
-// One keyboard event, kept until ImGui can see it: ImGui before 1.87 reads key state once a frame,
-// so a press and its release in the same frame would be lost.
-struct KeyEvent
+// One keyboard or mouse-button event, kept until ImGui can see it: ImGui before 1.87 reads key
+// and button state once a frame, so a key's press and release, or two clicks, in the same frame
+// would be lost.
+struct InputEvent
 {
-    int Key = 0; // 0 for typed text
+    enum class Type
+    {
+        Key,
+        Text,
+        Button,
+    };
+    Type What = Type::Key;
+    int Code = 0; // the key or the button
     int ScanCode = 0;
     int Action = 0;
     int Mods = 0;
@@ -54,7 +62,7 @@ struct KeyEvent
 // What the GLFW callbacks collect between frames; reached through the window's user pointer.
 struct ShellInput
 {
-    std::deque<KeyEvent> Keys;
+    std::deque<InputEvent> Events;
     bool bActivity = true;
     bool bScaleChanged = false;
 };
@@ -68,20 +76,21 @@ void OnKey(GLFWwindow* Window, int Key, int ScanCode, int Action, int Mods)
 {
     ShellInput& input = InputOf(Window);
     input.bActivity = true;
-    input.Keys.push_back({Key, ScanCode, Action, Mods, 0U});
+    input.Events.push_back({InputEvent::Type::Key, Key, ScanCode, Action, Mods, 0U});
 }
 
 void OnChar(GLFWwindow* Window, unsigned int CodePoint)
 {
     ShellInput& input = InputOf(Window);
     input.bActivity = true;
-    input.Keys.push_back({0, 0, 0, 0, CodePoint});
+    input.Events.push_back({InputEvent::Type::Text, 0, 0, 0, 0, CodePoint});
 }
 
 void OnMouseButton(GLFWwindow* Window, int Button, int Action, int Mods)
 {
-    InputOf(Window).bActivity = true;
-    ImGui_ImplGlfw_MouseButtonCallback(Window, Button, Action, Mods);
+    ShellInput& input = InputOf(Window);
+    input.bActivity = true;
+    input.Events.push_back({InputEvent::Type::Button, Button, 0, Action, Mods, 0U});
 }
 
 void OnScroll(GLFWwindow* Window, double X, double Y)
@@ -130,29 +139,38 @@ void OnContentScale(GLFWwindow* Window, float /*X*/, float /*Y*/)
     input.bScaleChanged = true;
 }
 
-// Hands ImGui the queued keyboard events, in order, up to the first one that would undo a key
-// change of this frame; the rest wait for the next frame.
-void DeliverKeys(GLFWwindow* Window, ShellInput& Input)
+// Hands ImGui the queued events, in order, up to the first one that would undo a key change of
+// this frame or press a button a second time; the rest wait for the next frame.
+void DeliverInput(GLFWwindow* Window, ShellInput& Input)
 {
-    std::set<int> changed;
-    while (!Input.Keys.empty())
+    std::set<int> keys;
+    std::set<int> pressed;
+    while (!Input.Events.empty())
     {
-        const KeyEvent event = Input.Keys.front();
-        if (event.Key == 0)
+        const InputEvent event = Input.Events.front();
+        if (event.What == InputEvent::Type::Text)
         {
             ImGui_ImplGlfw_CharCallback(Window, event.CodePoint);
         }
-        else if (event.Action != GLFW_REPEAT && !changed.insert(event.Key).second)
+        else if (event.What == InputEvent::Type::Button)
+        {
+            if (event.Action == GLFW_PRESS && !pressed.insert(event.Code).second)
+            {
+                break;
+            }
+            ImGui_ImplGlfw_MouseButtonCallback(Window, event.Code, event.Action, event.Mods);
+        }
+        else if (event.Action != GLFW_REPEAT && !keys.insert(event.Code).second)
         {
             break;
         }
         else
         {
-            ImGui_ImplGlfw_KeyCallback(Window, event.Key, event.ScanCode, event.Action, event.Mods);
+            ImGui_ImplGlfw_KeyCallback(Window, event.Code, event.ScanCode, event.Action, event.Mods);
         }
-        Input.Keys.pop_front();
+        Input.Events.pop_front();
     }
-    Input.bActivity = Input.bActivity || !Input.Keys.empty();
+    Input.bActivity = Input.bActivity || !Input.Events.empty();
 }
 
 // Builds the font and the style for the monitor's content scale. Glyphs are rasterised at device
@@ -389,7 +407,7 @@ GLHostResult RunWindowChooser(const std::string& Path, const std::function<void(
             UploadFonts();
             busyFrames = SettleFrames;
         }
-        DeliverKeys(window, input);
+        DeliverInput(window, input);
 
         ImGui_ImplOpenGL3_NewFrame();
         ImGui_ImplGlfw_NewFrame();

@@ -1,7 +1,7 @@
 // Missing glyphs noted while drawing and loaded from fallback fonts that fontconfig picks.
 #include "glimgui_fonts.h"
 
-#include "glimgui_text.h"
+#include "gltext.h"
 
 #include <fontconfig/fontconfig.h>
 #include <ft2build.h>
@@ -23,39 +23,6 @@ constexpr char32_t Replacement = 0xFFFD;
 constexpr const char* LastResortFont = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 // Atlas entries of ours carry this prefix in their name, so that a cleared atlas is noticed.
 constexpr const char* Tag = "glfd-fallback ";
-
-// One code point of well-formed UTF-8 at Index; advances Index.
-char32_t NextCodePoint(const std::string& Text, std::size_t& Index)
-{
-    const auto byte = [&Text](std::size_t At)
-    {
-        return static_cast<char32_t>(static_cast<unsigned char>(Text[At]));
-    };
-    const char32_t lead = byte(Index);
-    std::size_t length = 1;
-    char32_t value = lead;
-    if (lead >= 0xF0U)
-    {
-        length = 4;
-        value = lead & 0x07U;
-    }
-    else if (lead >= 0xE0U)
-    {
-        length = 3;
-        value = lead & 0x0FU;
-    }
-    else if (lead >= 0xC0U)
-    {
-        length = 2;
-        value = lead & 0x1FU;
-    }
-    for (std::size_t i = 1; i < length && Index + i < Text.size(); ++i)
-    {
-        value = (value << 6U) | (byte(Index + i) & 0x3FU);
-    }
-    Index += length;
-    return value;
-}
 
 bool IsPrivateUse(char32_t CodePoint)
 {
@@ -187,8 +154,16 @@ char32_t GLImGuiGlyphs::StandInFor(char32_t CodePoint)
 
 void GLImGuiGlyphs::Prepare(const std::string& Text, bool bName, const ImFont* Font, std::string& Out)
 {
-    (void)bName;
-    Out = SanitizeUtf8(Text);
+    // Names by the one rule that keeps them from hiding or breaking a row; other texts (a field
+    // being edited) only as valid UTF-8.
+    if (bName)
+    {
+        Out = GLVisibleName(Text);
+    }
+    else
+    {
+        Out = Text;
+    }
     bool bAllAscii = true;
     for (const char c : Out)
     {
@@ -203,7 +178,9 @@ void GLImGuiGlyphs::Prepare(const std::string& Text, bool bName, const ImFont* F
     std::size_t index = 0;
     while (index < Out.size())
     {
-        const char32_t codePoint = NextCodePoint(Out, index);
+        const GLUtf8Char character = GLDecodeUtf8(Out, index);
+        index += character.Length;
+        const char32_t codePoint = character.bValid ? character.CodePoint : Replacement;
         char32_t drawn = codePoint;
         if (NarrowWchar && codePoint > 0xFFFFU)
         {
@@ -221,7 +198,7 @@ void GLImGuiGlyphs::Prepare(const std::string& Text, bool bName, const ImFont* F
                 Pending.push_back(codePoint);
             }
         }
-        AppendUtf8(mapped, drawn);
+        GLAppendUtf8(mapped, drawn);
     }
     Out = std::move(mapped);
 }

@@ -27,8 +27,9 @@ public:
     GLImGuiGlyphs(GLImGuiGlyphs&&) = delete;
     GLImGuiGlyphs& operator=(GLImGuiGlyphs&&) = delete;
 
-    // Writes into Out what to hand ImGui for Text drawn with Font (names through the visible-name
-    // rule when bName is true) and notes the code points Font cannot draw.
+    // Writes into Out what to hand ImGui for Text drawn with Font (through GLVisibleName when
+    // bName is true, so that no name hides or breaks a row) and notes the code points Font
+    // cannot draw.
     void Prepare(const std::string& Text, bool bName, const ImFont* Font, std::string& Out);
 
     // Starts a frame: forgets which code points the last frame drew without a glyph.

@@ -4,9 +4,9 @@
 #include "glbutton.h"
 #include "glchildwindow.h"
 #include "glimgui_fonts.h"
-#include "glimgui_text.h"
 #include "gllabel.h"
 #include "gltableview.h"
+#include "gltext.h"
 #include "gltextinput.h"
 
 #include <imgui.h>
@@ -14,7 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <sstream>
+#include <cstdint>
 
 namespace
 {
@@ -75,6 +75,28 @@ constexpr KeyMapping Keys[] = {
     {ImGuiKey_Delete, GLKey::Delete},    {ImGuiKey_Tab, GLKey::Tab},
 };
 
+// The field's text as ImGui may hold it: valid UTF-8, each byte that is not as U+FFFD.
+std::string EditableText(const std::string& Bytes)
+{
+    std::string out;
+    out.reserve(Bytes.size());
+    std::size_t offset = 0;
+    while (offset < Bytes.size())
+    {
+        const GLUtf8Char character = GLDecodeUtf8(Bytes, offset);
+        if (character.bValid)
+        {
+            out.append(Bytes, offset, character.Length);
+        }
+        else
+        {
+            GLAppendUtf8(out, 0xFFFD);
+        }
+        offset += character.Length;
+    }
+    return out;
+}
+
 // What the text input callback needs to see the program's own changes while ImGui edits.
 struct TextInputContext
 {
@@ -95,7 +117,7 @@ int SyncProgramText(ImGuiInputTextCallbackData* Data)
         Data->Buf = context->Buffer->data();
         return 0;
     }
-    std::string current = SanitizeUtf8(context->Input->Text);
+    std::string current = EditableText(context->Input->Text);
     if (current != *context->Shown)
     {
         Data->DeleteChars(0, Data->BufTextLen);
@@ -107,8 +129,31 @@ int SyncProgramText(ImGuiInputTextCallbackData* Data)
 
 bool IsTextInput(const GLWidget* Widget)
 {
-    return Widget != nullptr && Widget->bShown && dynamic_cast<const GLTextInput*>(Widget) != nullptr;
+    return Widget != nullptr && Widget->bShown && Widget->Kind() == GLWidgetKind::TextInput;
 }
+
+} // namespace
+
+// Draws each widget by its class.
+class GLImGuiView::Painter : public GLWidgetVisitor
+{
+public:
+    Painter(GLImGuiView& ForView, GLWindow& ForContent) : View(ForView), Content(ForContent) {}
+    void Visit(GLLabel& Label) override
+    {
+        View.DrawTextIn(Label.Bounds, View.Prepared(Label.Text, true), false);
+    }
+    void Visit(GLButton& Button) override { View.DrawButton(Content, Button); }
+    void Visit(GLTextInput& Input) override { View.DrawTextInput(Content, Input); }
+    void Visit(GLTableView& Table) override { View.DrawTable(Content, Table); }
+
+private:
+    GLImGuiView& View;
+    GLWindow& Content;
+};
+
+namespace
+{
 
 } // namespace
 
@@ -119,6 +164,7 @@ void GLImGuiView::Draw(GLWindow& Content, bool bTakeKeyboard, double NowSeconds)
         Glyphs->BeginFrame();
     }
     UpdateLayout(Content);
+    Painter painter(*this, Content);
     for (const auto& child : Content.Children)
     {
         GLWidget* widget = child.get();
@@ -127,22 +173,7 @@ void GLImGuiView::Draw(GLWindow& Content, bool bTakeKeyboard, double NowSeconds)
             continue;
         }
         ImGui::PushID(widget);
-        if (auto* table = dynamic_cast<GLTableView*>(widget))
-        {
-            DrawTable(Content, *table);
-        }
-        else if (auto* input = dynamic_cast<GLTextInput*>(widget))
-        {
-            DrawTextInput(Content, *input);
-        }
-        else if (auto* button = dynamic_cast<GLButton*>(widget))
-        {
-            DrawButton(Content, *button);
-        }
-        else if (const auto* label = dynamic_cast<const GLLabel*>(widget))
-        {
-            DrawTextIn(label->Bounds, Prepared(label->Text, false), false);
-        }
+        widget->Accept(painter);
         ImGui::PopID();
     }
     DrawFocusFrame(Content);
@@ -150,18 +181,7 @@ void GLImGuiView::Draw(GLWindow& Content, bool bTakeKeyboard, double NowSeconds)
     if (RowClick.Table != nullptr)
     {
         const PendingRowClick click = RowClick;
-        Queued.emplace_back(
-            [click]
-            {
-                if (click.bDouble)
-                {
-                    click.Table->DoubleClickRow(click.Row);
-                }
-                else
-                {
-                    click.Table->ClickRow(click.Row, click.Mods);
-                }
-            });
+        Queued.emplace_back([click] { click.Table->PressRow(click.Row, click.ClickCount, click.Mods); });
     }
     RowClick = PendingRowClick{};
 
@@ -219,7 +239,7 @@ const std::string& GLImGuiView::Prepared(const std::string& Text, bool bName)
     }
     else
     {
-        Scratch = SanitizeUtf8(Text);
+        Scratch = bName ? GLVisibleName(Text) : EditableText(Text);
     }
     return Scratch;
 }
@@ -248,7 +268,7 @@ void GLImGuiView::DrawButton(GLWindow& Content, GLButton& Button)
     {
         Content.SetFocus(&Button);
     }
-    DrawTextIn(Button.Bounds, Prepared(Button.Label, false), true);
+    DrawTextIn(Button.Bounds, Prepared(Button.Label, true), true);
     if (bPressed)
     {
         Content.SetFocus(&Button);
@@ -270,7 +290,7 @@ void GLImGuiView::DrawTextInput(GLWindow& Content, GLTextInput& Input)
     }
     if (!state.bWasActive)
     {
-        state.Shown = SanitizeUtf8(Input.Text);
+        state.Shown = EditableText(Input.Text);
         state.Buffer = state.Shown;
         // Keyboard focus on the field means ImGui edits it; wait while the mouse holds another item.
         if (bFocused && !ImGui::IsAnyItemActive() && !ImGui::IsMouseDown(ImGuiMouseButton_Left))
@@ -310,13 +330,9 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
     TableState& state = Tables[&Table];
     const void* rowsData = model != nullptr ? static_cast<const void*>(model->GetRows().data()) : nullptr;
     const bool bNewRows = rowsData != state.RowsData || rows != state.RowCount;
-    const bool bFocusValid = Table.FocusedRow >= 0 && Table.FocusedRow < rows;
-    const bool bBringFocusIntoView =
-        bFocusValid && (Table.bScrollToFocus || bNewRows || Table.FocusedRow != state.FocusedRow);
-    Table.bScrollToFocus = false;
+    const int reveal = Table.TakeRowToReveal();
     state.RowsData = rowsData;
     state.RowCount = rows;
-    state.FocusedRow = Table.FocusedRow;
     state.Drawn.clear();
 
     const int columns = std::clamp(model != nullptr ? model->HeaderCount() : 1, 1, 64);
@@ -332,7 +348,7 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
     for (int column = 0; column < columns; ++column)
     {
         const std::string* header = model != nullptr ? model->HeaderAt(column) : nullptr;
-        const std::string label = SanitizeUtf8(header != nullptr ? *header : std::string());
+        const std::string label = GLVisibleName(header != nullptr ? *header : std::string());
         ImGui::TableSetupColumn(label.c_str(), column == 0 ? ImGuiTableColumnFlags_WidthStretch
                                                            : ImGuiTableColumnFlags_WidthFixed);
     }
@@ -403,7 +419,7 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
                 const std::string* cell = model != nullptr ? model->CellAt(row, column) : nullptr;
                 if (cell != nullptr)
                 {
-                    ImGui::TextUnformatted(Prepared(*cell, column == 0).c_str());
+                    ImGui::TextUnformatted(Prepared(*cell, true).c_str());
                 }
             }
         }
@@ -412,9 +428,9 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
     // Scroll as little as possible to show the focused row whole; new rows start from the top.
     const float base = bNewRows ? 0.0F : scroll;
     float target = base;
-    if (bBringFocusIntoView)
+    if (reveal >= 0)
     {
-        const float offset = static_cast<float>(Table.FocusedRow) * pitch;
+        const float offset = static_cast<float>(reveal) * pitch;
         if (offset < base)
         {
             target = offset;
@@ -439,13 +455,13 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
         Content.SetFocus(&Table);
         if (hoveredRow >= 0)
         {
-            RowClick = {&Table, hoveredRow, ImGui::IsMouseDoubleClicked(ImGuiMouseButton_Left),
+            RowClick = {&Table, hoveredRow, ImGui::IsMouseDoubleClicked(ImGuiMouseButton_Left) ? 2 : 1,
                         CurrentModifiers()};
         }
         else if (!ImGui::IsAnyItemHovered())
         {
             // Empty space below the rows: the widget treats a row outside the model as "none".
-            RowClick = {&Table, -1, false, CurrentModifiers()};
+            RowClick = {&Table, -1, 1, CurrentModifiers()};
         }
     }
     ImGui::EndTable();
@@ -489,7 +505,7 @@ void GLImGuiView::ApplyKeyboard(GLWindow& Content, double NowSeconds)
         for (const ImWchar character : io.InputQueueCharacters)
         {
             std::string text;
-            AppendUtf8(text, static_cast<std::uint32_t>(character));
+            GLAppendUtf8(text, static_cast<char32_t>(character));
             Queued.emplace_back([content, text, NowSeconds] { content->HandleText(text.c_str(), NowSeconds); });
         }
     }
@@ -516,69 +532,28 @@ void GLImGuiView::ApplyKeyboard(GLWindow& Content, double NowSeconds)
 
 void GLImGuiView::DumpLayout(const GLWindow& Content)
 {
-    std::ostringstream out;
-    const auto rect = [&out](const GLRect& Rect)
-    {
-        out << ' ' << std::lround(Rect.X) << ' ' << std::lround(Rect.Y) << ' ' << std::lround(Rect.Width)
-            << ' ' << std::lround(Rect.Height);
-    };
-    out << "window " << std::lround(Content.Bounds.Width) << ' ' << std::lround(Content.Bounds.Height)
-        << '\n';
-    for (const auto& child : Content.Children)
-    {
-        const GLWidget* widget = child.get();
-        if (!widget->bShown)
+    std::string dump = Content.DescribeLayout(
+        [this](const GLTableView& Table)
         {
-            continue;
-        }
-        const char* focus = Content.FocusedWidget == widget ? "focused" : "-";
-        if (const auto* table = dynamic_cast<const GLTableView*>(widget))
-        {
-            out << "table";
-            rect(table->Bounds);
-            out << ' ' << focus << ' ' << table->RowCount() << '\n';
-            const auto found = Tables.find(table);
-            for (const DrawnRow& row : found != Tables.end() ? found->second.Drawn : std::vector<DrawnRow>{})
-            {
-                const std::string* name = table->Model ? table->Model->CellAt(row.Row, 0) : nullptr;
-                out << "row " << row.Row;
-                rect(row.Rect);
-                std::string marks = table->IsRowHighlighted(row.Row) ? "s" : "";
-                marks += row.Row == table->FocusedRow ? "f" : "";
-                out << ' ' << (marks.empty() ? "-" : marks) << ' '
-                    << EscapeBytes(name != nullptr ? *name : std::string()) << '\n';
-            }
-        }
-        else if (const auto* input = dynamic_cast<const GLTextInput*>(widget))
-        {
-            out << "input";
-            rect(input->Bounds);
-            out << ' ' << focus << ' ' << EscapeBytes(input->Text) << '\n';
-        }
-        else if (const auto* button = dynamic_cast<const GLButton*>(widget))
-        {
-            out << "button";
-            rect(button->Bounds);
-            out << ' ' << focus << ' ' << EscapeBytes(button->Label) << '\n';
-        }
-        else if (const auto* label = dynamic_cast<const GLLabel*>(widget))
-        {
-            out << "label";
-            rect(label->Bounds);
-            out << ' ' << focus << ' ' << EscapeBytes(label->Text) << '\n';
-        }
-    }
+            const auto found = Tables.find(&Table);
+            return found != Tables.end() ? found->second.Drawn : std::vector<GLDrawnRow>{};
+        });
     // Code points drawn as the font's fallback glyph, for drivers that check names are readable.
     if (Glyphs != nullptr && !Glyphs->MissingThisFrame().empty())
     {
-        out << "missing" << std::hex;
+        static constexpr char Hex[] = "0123456789abcdef";
+        dump += "missing";
         for (const char32_t codePoint : Glyphs->MissingThisFrame())
         {
-            out << ' ' << static_cast<std::uint32_t>(codePoint);
+            std::string digits;
+            for (char32_t value = codePoint; value != 0 || digits.empty(); value >>= 4U)
+            {
+                digits.insert(digits.begin(), Hex[value & 0xFU]);
+            }
+            dump += ' ' + digits;
         }
-        out << std::dec << '\n';
+        dump += '\n';
     }
-    std::string dump = out.str();
     if (dump == LastDump)
     {
         return;

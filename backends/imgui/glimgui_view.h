@@ -48,28 +48,22 @@ private:
         int Generation = 0;       // part of the field's id: a new one makes ImGui let go of it
         bool bWasActive = false;  // ImGui was editing the field last frame
     };
-    // A row click seen while drawing, applied once the table is finished.
+    class Painter;
+    // A row press seen while drawing, queued once the table is finished.
     struct PendingRowClick
     {
         GLTableView* Table = nullptr;
         int Row = -1;
-        bool bDouble = false;
+        int ClickCount = 1;
         GLModifiers Mods;
     };
-    // A visible table row, for the layout dump.
-    struct DrawnRow
-    {
-        int Row = -1;
-        GLRect Rect;
-    };
-    // What a table looked like last frame: to notice new rows or a moved focus, and to dump it.
+    // What a table looked like last frame: to notice new rows, and to dump it.
     struct TableState
     {
         const void* RowsData = nullptr;
         int RowCount = -1;
-        int FocusedRow = -1;
         float RowPitch = 0.0F; // measured distance between two rows; 0 until two were drawn
-        std::vector<DrawnRow> Drawn;
+        std::vector<GLDrawnRow> Drawn;
     };
 
     void UpdateLayout(GLWindow& Content);

@@ -455,9 +455,10 @@ def scenario_names(ctx):
 
 def scenario_scripts(ctx):
     """Names in six scripts and emoji draw with real glyphs (fallback fonts found through
-    fontconfig), and the chosen name comes back byte for byte."""
+    fontconfig), a newline in a name neither breaks nor grows its row, and the chosen name comes
+    back byte for byte."""
     names = ["Привет-мир.txt", "Καλημέρα.txt", "日本語のファイル.txt", "中文文件夹", "한국어-문서.txt",
-             "🎉 party.txt", "📁 projects", "☕ coffee.txt"]
+             "🎉 party.txt", "📁 projects", "☕ coffee.txt", "two\nlines.txt"]
     files = {n: (None if "." not in n else b"x") for n in names}
     root = make_tree(ctx.root, files)
     chooser = ctx.start([root])
@@ -467,6 +468,9 @@ def scenario_scripts(ctx):
         layout = chooser.wait(lambda l: not l.missing, "every glyph loaded")
     except Failure:
         raise Failure("drawn without a glyph: %s" % " ".join("U+%04X" % c for c in chooser.latest().missing))
+    tops = [r["rect"][1] for r in layout.rows]
+    steps = {b - a for a, b in zip(tops, tops[1:])}
+    check(len(steps) == 1, "every row one line high, got rows %r apart" % sorted(steps))
     chooser.click_row("日本語のファイル.txt".encode())
     chooser.wait(lambda l: l.selected("日本語のファイル.txt".encode()), "the Japanese name selected")
     chooser.xdo("mousemove", "--window", chooser.window, 5, 5)
