@@ -101,12 +101,14 @@ int main(int argc, char** argv)
     const double base = reporter.Median["frame/100"];
     if (base > 0.0)
     {
-        std::printf("\nOne frame of the ImGui component (median CPU time): 100 rows %.1f us; 1,000,000 rows at the top "
-                    "%.1f us (%.2fx), in the middle %.1f us (%.2fx), at the end %.1f us (%.2fx)\n",
-                    base / 1000.0, reporter.Median["frame/1000000/top"] / 1000.0,
-                    reporter.Median["frame/1000000/top"] / base, reporter.Median["frame/1000000/middle"] / 1000.0,
-                    reporter.Median["frame/1000000/middle"] / base, reporter.Median["frame/1000000/end"] / 1000.0,
-                    reporter.Median["frame/1000000/end"] / base);
+        std::printf(
+            "\nOne frame of the ImGui component (median CPU time): 100 rows %.1f us; 1,000,000 rows at the "
+            "top "
+            "%.1f us (%.2fx), in the middle %.1f us (%.2fx), at the end %.1f us (%.2fx)\n",
+            base / 1000.0, reporter.Median["frame/1000000/top"] / 1000.0,
+            reporter.Median["frame/1000000/top"] / base, reporter.Median["frame/1000000/middle"] / 1000.0,
+            reporter.Median["frame/1000000/middle"] / base, reporter.Median["frame/1000000/end"] / 1000.0,
+            reporter.Median["frame/1000000/end"] / base);
     }
     return 0;
 }

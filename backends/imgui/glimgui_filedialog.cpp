@@ -20,12 +20,8 @@ double SecondsNow()
 } // namespace
 
 GLImGuiFileDialog::GLImGuiFileDialog(Presentation DialogStyle)
-    : FilesSelected(Panel.FilesSelected),
-      FileSelected(Panel.FileSelected),
-      Cancelled(Panel.Cancelled),
-      StatusChanged(Panel.StatusChanged),
-      Style(DialogStyle),
-      Glyphs(std::make_unique<GLImGuiGlyphs>()),
+    : FilesSelected(Panel.FilesSelected), FileSelected(Panel.FileSelected), Cancelled(Panel.Cancelled),
+      StatusChanged(Panel.StatusChanged), Style(DialogStyle), Glyphs(std::make_unique<GLImGuiGlyphs>()),
       View(std::make_unique<GLImGuiView>())
 {
     Host.SetContent(&Panel);
@@ -102,7 +98,8 @@ bool GLImGuiFileDialog::Draw(const char* Title)
         ImGui::PushStyleVar(ImGuiStyleVar_WindowPadding, ImVec2(0.0F, 0.0F));
         ImGui::PushStyleVar(ImGuiStyleVar_WindowBorderSize, 0.0F);
         ImGui::PushStyleVar(ImGuiStyleVar_WindowRounding, 0.0F);
-        flags |= ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoMove | ImGuiWindowFlags_NoBringToFrontOnFocus;
+        flags |=
+            ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoMove | ImGuiWindowFlags_NoBringToFrontOnFocus;
         bShown = ImGui::Begin(label.c_str(), nullptr, flags);
         ImGui::PopStyleVar(3);
         break;

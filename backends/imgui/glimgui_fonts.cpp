@@ -125,11 +125,10 @@ struct GLImGuiGlyphs::Fallback
     std::string File;
     int Face = 0;
     float SizeScale = 1.0F;
-    std::set<char32_t> CodePoints;   // loaded through the atlas's own rasteriser
+    std::set<char32_t> CodePoints;    // loaded through the atlas's own rasteriser
     std::set<char32_t> StandInGlyphs; // code points beyond U+FFFF, rasterised here (16-bit ImWchar)
-    std::vector<ImWchar> Ranges;     // CodePoints as ImGui's glyph ranges; the atlas points here
-    std::string Name;                // the atlas entry's name
-
+    std::vector<ImWchar> Ranges;      // CodePoints as ImGui's glyph ranges; the atlas points here
+    std::string Name;                 // the atlas entry's name
 };
 
 GLImGuiGlyphs::GLImGuiGlyphs() = default;
@@ -385,10 +384,12 @@ void GLImGuiGlyphs::AddStandInGlyphs(ImFontAtlas& Atlas, ImFont* Target)
                 bitmap.Advance = static_cast<float>(slot->advance.x) / 64.0F;
                 bitmap.Offset = ImVec2(static_cast<float>(slot->bitmap_left),
                                        std::round(Target->Ascent) - static_cast<float>(slot->bitmap_top));
-                bitmap.Alpha.resize(static_cast<std::size_t>(bitmap.Width) * static_cast<std::size_t>(bitmap.Height));
+                bitmap.Alpha.resize(static_cast<std::size_t>(bitmap.Width) *
+                                    static_cast<std::size_t>(bitmap.Height));
                 for (int y = 0; y < bitmap.Height; ++y)
                 {
-                    const unsigned char* row = slot->bitmap.buffer + static_cast<std::ptrdiff_t>(y) * slot->bitmap.pitch;
+                    const unsigned char* row =
+                        slot->bitmap.buffer + static_cast<std::ptrdiff_t>(y) * slot->bitmap.pitch;
                     std::copy(row, row + bitmap.Width,
                               bitmap.Alpha.begin() + static_cast<std::ptrdiff_t>(y) * bitmap.Width);
                 }
@@ -402,8 +403,9 @@ void GLImGuiGlyphs::AddStandInGlyphs(ImFontAtlas& Atlas, ImFont* Target)
                                  Atlas.CustomRects[bitmap.Rect].Font == Target;
             if (!bPlaced)
             {
-                bitmap.Rect = Atlas.AddCustomRectFontGlyph(Target, static_cast<ImWchar>(standIn), bitmap.Width,
-                                                           bitmap.Height, bitmap.Advance, bitmap.Offset);
+                bitmap.Rect =
+                    Atlas.AddCustomRectFontGlyph(Target, static_cast<ImWchar>(standIn), bitmap.Width,
+                                                 bitmap.Height, bitmap.Advance, bitmap.Offset);
             }
         }
         FT_Done_Face(face);
@@ -423,7 +425,8 @@ void GLImGuiGlyphs::DrawStandInGlyphs(ImFontAtlas& Atlas)
     for (const auto& entry : Bitmaps)
     {
         const StandInBitmap& bitmap = entry.second;
-        const ImFontAtlasCustomRect* rect = bitmap.Rect >= 0 ? Atlas.GetCustomRectByIndex(bitmap.Rect) : nullptr;
+        const ImFontAtlasCustomRect* rect =
+            bitmap.Rect >= 0 ? Atlas.GetCustomRectByIndex(bitmap.Rect) : nullptr;
         if (pixels == nullptr || rect == nullptr || rect->X + bitmap.Width > width ||
             rect->Y + bitmap.Height > height)
         {

@@ -75,13 +75,13 @@ private:
         int Rect = -1; // index among the atlas's custom rectangles
     };
 
-    std::unordered_set<char32_t> Noted;   // looked for already, or queued
-    std::vector<char32_t> Pending;        // noted, not looked for yet
-    std::set<char32_t> MissingDrawn;      // drawn this frame without a glyph
-    std::unordered_map<char32_t, char32_t> StandIns; // code point beyond U+FFFF -> private-use stand-in
+    std::unordered_set<char32_t> Noted;                   // looked for already, or queued
+    std::vector<char32_t> Pending;                        // noted, not looked for yet
+    std::set<char32_t> MissingDrawn;                      // drawn this frame without a glyph
+    std::unordered_map<char32_t, char32_t> StandIns;      // code point beyond U+FFFF -> private-use stand-in
     std::unordered_map<char32_t, char32_t> StandInOwners; // stand-in -> code point
     std::map<std::string, std::unique_ptr<Fallback>> Fallbacks; // by file and face
-    std::unordered_map<char32_t, StandInBitmap> Bitmaps; // by stand-in
+    std::unordered_map<char32_t, StandInBitmap> Bitmaps;        // by stand-in
     std::unique_ptr<Library> Fonts;
     const ImFont* LoadedInto = nullptr;
 };

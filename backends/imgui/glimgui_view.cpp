@@ -13,8 +13,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdint>
+#include <cstdio>
 
 namespace
 {
@@ -68,11 +68,13 @@ struct KeyMapping
     GLKey Key;
 };
 constexpr KeyMapping Keys[] = {
-    {ImGuiKey_UpArrow, GLKey::Up},       {ImGuiKey_DownArrow, GLKey::Down}, {ImGuiKey_LeftArrow, GLKey::Left},
-    {ImGuiKey_RightArrow, GLKey::Right}, {ImGuiKey_PageUp, GLKey::PageUp},  {ImGuiKey_PageDown, GLKey::PageDown},
-    {ImGuiKey_Home, GLKey::Home},        {ImGuiKey_End, GLKey::End},        {ImGuiKey_Enter, GLKey::Enter},
-    {KeypadEnter, GLKey::Enter},         {ImGuiKey_Escape, GLKey::Escape},  {ImGuiKey_Backspace, GLKey::Backspace},
-    {ImGuiKey_Delete, GLKey::Delete},    {ImGuiKey_Tab, GLKey::Tab},
+    {ImGuiKey_UpArrow, GLKey::Up},     {ImGuiKey_DownArrow, GLKey::Down},
+    {ImGuiKey_LeftArrow, GLKey::Left}, {ImGuiKey_RightArrow, GLKey::Right},
+    {ImGuiKey_PageUp, GLKey::PageUp},  {ImGuiKey_PageDown, GLKey::PageDown},
+    {ImGuiKey_Home, GLKey::Home},      {ImGuiKey_End, GLKey::End},
+    {ImGuiKey_Enter, GLKey::Enter},    {KeypadEnter, GLKey::Enter},
+    {ImGuiKey_Escape, GLKey::Escape},  {ImGuiKey_Backspace, GLKey::Backspace},
+    {ImGuiKey_Delete, GLKey::Delete},  {ImGuiKey_Tab, GLKey::Tab},
 };
 
 // The field's text as ImGui may hold it: valid UTF-8, each byte that is not as U+FFFD.
@@ -305,8 +307,8 @@ void GLImGuiView::DrawTextInput(GLWindow& Content, GLTextInput& Input)
     ImGui::PushID(state.Generation);
     TextInputContext context{&Input, &state.Shown, &state.Buffer};
     ImGui::InputText("##text", state.Buffer.data(), state.Buffer.size() + 1,
-                     ImGuiInputTextFlags_CallbackAlways | ImGuiInputTextFlags_CallbackResize, &SyncProgramText,
-                     &context);
+                     ImGuiInputTextFlags_CallbackAlways | ImGuiInputTextFlags_CallbackResize,
+                     &SyncProgramText, &context);
     ImGui::PopID();
     state.Buffer.resize(std::char_traits<char>::length(state.Buffer.c_str()));
     state.bWasActive = ImGui::IsItemActive();
@@ -506,7 +508,8 @@ void GLImGuiView::ApplyKeyboard(GLWindow& Content, double NowSeconds)
         {
             std::string text;
             GLAppendUtf8(text, static_cast<char32_t>(character));
-            Queued.emplace_back([content, text, NowSeconds] { content->HandleText(text.c_str(), NowSeconds); });
+            Queued.emplace_back([content, text, NowSeconds]
+                                { content->HandleText(text.c_str(), NowSeconds); });
         }
     }
     const GLModifiers mods = CurrentModifiers();
@@ -517,7 +520,8 @@ void GLImGuiView::ApplyKeyboard(GLWindow& Content, double NowSeconds)
             continue;
         }
         const GLKey key = mapping.Key;
-        const bool bLeavesField = key == GLKey::Enter || key == GLKey::Escape || key == GLKey::Tab || mods.bAlt;
+        const bool bLeavesField =
+            key == GLKey::Enter || key == GLKey::Escape || key == GLKey::Tab || mods.bAlt;
         Queued.emplace_back(
             [content, key, mods, bLeavesField]
             {

@@ -43,10 +43,10 @@ private:
     // What the ImGui field of one text input shows, so user edits can be told from the program's.
     struct TextInputState
     {
-        std::string Buffer;       // ImGui's copy
-        std::string Shown;        // the widget's text as last handed to (or taken from) ImGui
-        int Generation = 0;       // part of the field's id: a new one makes ImGui let go of it
-        bool bWasActive = false;  // ImGui was editing the field last frame
+        std::string Buffer;      // ImGui's copy
+        std::string Shown;       // the widget's text as last handed to (or taken from) ImGui
+        int Generation = 0;      // part of the field's id: a new one makes ImGui let go of it
+        bool bWasActive = false; // ImGui was editing the field last frame
     };
     class Painter;
     // A row press seen while drawing, queued once the table is finished.

@@ -4,9 +4,9 @@
 
 #include "glimgui_filedialog.h"
 
-#include <imgui.h>
 #include <backends/imgui_impl_glfw.h>
 #include <backends/imgui_impl_opengl3.h>
+#include <imgui.h>
 
 #include <GLFW/glfw3.h>
 
