@@ -1,8 +1,10 @@
+// The file dialog panel: its state, signals and operations (defined in glfiledialogpanel*.cpp).
 #pragma once
 
 #include "glbutton.h"
 #include "glchildwindow.h"
 #include "gllabel.h"
+#include "gllisting_entry.h"
 #include "gltablemodel.h"
 #include "gltableview.h"
 #include "gltextinput.h"
@@ -21,17 +23,9 @@
 class GLFileDialogPanel : public GLWindow
 {
 public:
-    // One listed item of the current folder.
-    struct FileEntry
-    {
-        std::string Name;          // file name (the whole path when it has none); sort key
-        std::string Path;          // canonical full path
-        std::string TypeLabel;     // "Dir" or "File"
-        std::string SizeLabel;     // human-readable size, or "-"
-        std::string ModifiedLabel; // local "YYYY-MM-DD HH:MM", or empty when unknown
-        bool bDirectory = false;   // a directory, symbolic links followed
-        bool bReadable = true;     // the entry's type could be determined
-    };
+    // One listed item of the current folder: Name, Path, TypeLabel, SizeLabel, ModifiedLabel,
+    // bDirectory, bReadable (the listing engine's record).
+    using FileEntry = GLListingEntry;
 
     // What acceptance delivers.
     enum class SelectionMode : std::int32_t
@@ -131,4 +125,12 @@ private:
     void OnLocationEdited();
     void OnKeyPressed(GLKey Key, GLModifiers Mods);
     void WriteLocationInput();
+    // Shows the folder of a path resolved and queried once: FinalPath in its canonical form
+    // (bStable: canonicalising it again would give it back), Status its status, links followed.
+    void OpenAtFinalPath(const std::filesystem::path& FinalPath, bool bStable,
+                         std::filesystem::file_status Status);
+
+    // CurrentDirectory as navigation resolved it just before the refresh it asked for, known
+    // canonical; lets that refresh skip canonicalising it again. Consumed by the next listing.
+    std::string CanonicalDirectoryHint;
 };
