@@ -112,6 +112,10 @@ def offending(trace_path):
     return found
 
 
+# LeakSanitizer cannot run under a tracer; in sanitized builds the other tests look for leaks.
+TRACEE_ASAN_OPTIONS = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS", ""), "detect_leaks=0"]))
+
+
 def strace_command(trace_path):
     return ["strace", "-f", "--seccomp-bpf", "-y", "-s", "512", "-o", trace_path, "-e", "trace=" + TRACED, "--"]
 
@@ -148,7 +152,7 @@ class TerminalSession:
 
     def __init__(self, work):
         check_tools("tmux")
-        self.socket = os.path.join(work, "tmux")
+        self.socket = None
         self.work = work
 
     def tmux(self, *args):
@@ -158,8 +162,9 @@ class TerminalSession:
     def run(self, program, tree, home, trace, keys, name):
         out = os.path.join(self.work, name + ".out")
         status = os.path.join(self.work, name + ".status")
-        command = "cd %s && env HOME=%s %s %s --terminal %s >%s; echo $? >%s; exec sleep 600" % (
-            q(home), q(home), " ".join(q(a) for a in strace_command(trace)), q(program), q(tree), q(out),
+        self.socket = os.path.join(self.work, "tmux-" + name)  # a private server per run
+        command = "cd %s && env HOME=%s ASAN_OPTIONS=%s %s %s --terminal %s >%s; echo $? >%s; exec sleep 600" % (
+            q(home), q(home), q(TRACEE_ASAN_OPTIONS), " ".join(q(a) for a in strace_command(trace)), q(program), q(tree), q(out),
             q(status))
         self.tmux("-f", "/dev/null", "new-session", "-d", "-x", "100", "-y", "30", "-e", "LANG=C.UTF-8", command)
         try:
@@ -204,7 +209,8 @@ class WindowSession:
 
     def run(self, program, tree, home, trace, keys, name):
         env = {k: v for k, v in os.environ.items() if k not in ("WAYLAND_DISPLAY", "XDG_CACHE_HOME")}
-        env.update({"DISPLAY": self.display, "HOME": home, "LIBGL_ALWAYS_SOFTWARE": "1", "GLFD_DEBUG_LAYOUT": "1"})
+        env.update({"DISPLAY": self.display, "HOME": home, "LIBGL_ALWAYS_SOFTWARE": "1", "GLFD_DEBUG_LAYOUT": "1",
+                    "ASAN_OPTIONS": TRACEE_ASAN_OPTIONS})
         process = subprocess.Popen(strace_command(trace) + [program, "--window", tree], env=env, cwd=home,
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         try:
