@@ -9,7 +9,7 @@ run_pkgs=(g++ cmake ninja-build pkg-config libimgui-dev libglfw3-dev libgl-dev l
 # libclang-rt-14-dev holds Clang's sanitizer and libFuzzer runtimes (only recommended by clang);
 # strace watches the chooser for writes.
 test_pkgs=("${run_pkgs[@]}" clang libclang-rt-14-dev libgtest-dev libgmock-dev xvfb xauth libgl1-mesa-dri xdotool
-           x11-utils imagemagick tmux strace procps python3 clang-format clang-tidy git)
+           x11-utils imagemagick tmux strace procps python3 clang-format clang-tidy git unicode-data)
 bench_pkgs=("${run_pkgs[@]}" libbenchmark-dev)
 
 case "${1:-run}" in
