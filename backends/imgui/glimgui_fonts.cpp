@@ -376,6 +376,12 @@ void GLImGuiGlyphs::AddStandInGlyphs(ImFontAtlas& Atlas, ImFont* Target)
         {
             const char32_t standIn = StandInFor(codePoint);
             StandInBitmap& bitmap = Bitmaps[standIn];
+            if (bitmap.Size != size)
+            {
+                // A new font size (another monitor scale): rasterised again, placed again.
+                bitmap = StandInBitmap{};
+                bitmap.Size = size;
+            }
             if (bitmap.Alpha.empty() && FT_Load_Char(face, codePoint, FT_LOAD_RENDER) == 0)
             {
                 const FT_GlyphSlot slot = face->glyph;

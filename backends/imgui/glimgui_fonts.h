@@ -67,6 +67,7 @@ private:
     // A glyph beyond U+FFFF, rasterised here and placed in the atlas as a custom rectangle.
     struct StandInBitmap
     {
+        float Size = 0.0F; // the font size it was rasterised for
         int Width = 0;
         int Height = 0;
         float Advance = 0.0F;
