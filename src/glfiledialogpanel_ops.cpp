@@ -117,6 +117,7 @@ void GLFileDialogPanel::EnsureUiUpToDate()
         return;
     }
     bNeedsRefresh = false;
+    BeginListingForExtensions();
 
     if (CurrentDirectory.empty())
     {
@@ -178,6 +179,7 @@ void GLFileDialogPanel::EnsureUiUpToDate()
         bBrowseStatusEmit = true;
     }
 
+    FilterListing(TableModel ? &rows : nullptr);
     if (TableModel)
     {
         ShowTableRows(*this, std::move(rows));
@@ -250,6 +252,7 @@ void GLFileDialogPanel::OpenAtPath(const std::string& Path)
         SelectedPath = finalPath.native();
     }
     RefreshDirectoryListing();
+    AfterOpenAtPath();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -404,6 +407,10 @@ void GLFileDialogPanel::SyncSelectionFromTable()
 
 std::vector<std::string> GLFileDialogPanel::GetSelectedFilePaths() const
 {
+    if (bSaveMode)
+    {
+        return SaveModePaths();
+    }
     std::vector<std::string> result;
     if (CurrentMode == SelectionMode::SelectFolder)
     {
@@ -471,6 +478,11 @@ std::string GLFileDialogPanel::GetSelectedFilePath() const
 
 void GLFileDialogPanel::OpenSelectedPath()
 {
+    if (bSaveMode)
+    {
+        AcceptSaveName();
+        return;
+    }
     const std::vector<std::string> paths = GetSelectedFilePaths();
     if (paths.empty())
     {
@@ -513,6 +525,10 @@ void GLFileDialogPanel::SetSelectionMode(SelectionMode Mode)
 void GLFileDialogPanel::SyncSelectionModeLabels()
 {
     if (TitleLabel == nullptr || AcceptButton == nullptr || HintLabel == nullptr)
+    {
+        return;
+    }
+    if (WriteSaveModeLabels())
     {
         return;
     }

@@ -34,6 +34,9 @@ enum class GLKey : std::int32_t
     Backspace,
     Delete,
     Tab,
+    // The H key as a shortcut: backends send it only with Ctrl held (Ctrl+H shows or hides
+    // hidden entries); typed letters arrive as text.
+    H,
 };
 
 // Modifier keys held during an input event.
