@@ -1,6 +1,7 @@
 #include "glterminal_draw.h"
 
 #include "glbutton.h"
+#include "glchoice.h"
 #include "gllabel.h"
 #include "glterminal_text.h"
 #include "gltextinput.h"
@@ -191,6 +192,16 @@ void DrawButton(const GLButton& Button, const Cells& Box, const GLTerminalStyle&
         bFocused ? Style.FocusedButton : Style.Button);
 }
 
+// "Prefix < chosen item >": the arrows say that a key or a click changes it.
+void DrawChoice(const GLChoice& Choice, const Cells& Box, const GLTerminalStyle& Style, bool bFocused)
+{
+    const std::wstring prefix = TerminalSafeText(Choice.Prefix, Style.bUtf8);
+    const std::wstring text = (prefix.empty() ? L"" : prefix + L" ") + L"< " +
+                              TerminalSafeText(Choice.SelectedText(), Style.bUtf8) + L" >";
+    Put(Box.Y, Box.X, TerminalFit(text, Box.Width, Style.CutMarker),
+        bFocused ? Style.FocusedButton : Style.Button);
+}
+
 } // namespace
 
 GLTerminalPoint DrawTerminalContent(GLWindow& Content, const GLTerminalStyle& Style)
@@ -223,6 +234,10 @@ GLTerminalPoint DrawTerminalContent(GLWindow& Content, const GLTerminalStyle& St
         else if (const auto* button = dynamic_cast<const GLButton*>(child.get()))
         {
             DrawButton(*button, box, Style, bFocused);
+        }
+        else if (const auto* choice = dynamic_cast<const GLChoice*>(child.get()))
+        {
+            DrawChoice(*choice, box, Style, bFocused);
         }
         else if (const auto* label = dynamic_cast<const GLLabel*>(child.get()))
         {

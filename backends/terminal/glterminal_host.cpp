@@ -1,6 +1,7 @@
 #include "glterminal_host.h"
 
 #include "glbutton.h"
+#include "glchoice.h"
 #include "gltableview.h"
 #include "glterminal_draw.h"
 
@@ -752,6 +753,10 @@ private:
             Press({GLKey::Tab, {}});
             return;
         case 8:
+            // Ctrl+H, unless this terminal's Backspace key sends it too (stty erase ^H).
+            Press(gSavedTermios.c_cc[VERASE] == 8 ? KeyPress{GLKey::Backspace, {}}
+                                                  : KeyPress{GLKey::H, GLModifiers{false, true, false}});
+            return;
         case 127:
             Press({GLKey::Backspace, {}});
             return;
@@ -817,6 +822,24 @@ private:
             else
             {
                 table->ClickRow(row, mods);
+            }
+        }
+        else if (auto* choice = dynamic_cast<GLChoice*>(target))
+        {
+            // A click or the wheel steps through the items; the focus follows a click.
+            const bool bWheelUp = (state & BUTTON4_PRESSED) != 0;
+#ifdef BUTTON5_PRESSED
+            const bool bWheelDown = (state & BUTTON5_PRESSED) != 0;
+#else
+            const bool bWheelDown = false;
+#endif
+            if (bClick && choice->AcceptsFocus())
+            {
+                Content.SetFocus(choice);
+            }
+            if (bClick || bWheelUp || bWheelDown)
+            {
+                choice->Step(bWheelUp, bClick);
             }
         }
         else if (bClick && target->AcceptsFocus())
