@@ -1,3 +1,4 @@
+// The choice widget: one of several captions, changed by keys or the pointer.
 #include "glchoice.h"
 
 #include <utility>

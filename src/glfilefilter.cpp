@@ -1,3 +1,4 @@
+// Shell-style name patterns and named filters.
 #include "glfilefilter.h"
 
 #include <algorithm>

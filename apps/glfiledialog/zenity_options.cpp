@@ -1,3 +1,4 @@
+// Parsing of zenity's file-selection command line.
 #include "zenity_options.h"
 
 #include <algorithm>
