@@ -194,7 +194,8 @@ int main(int argc, char** argv)
     }
     if (options.bVersion)
     {
-        std::cout << "glfiledialog " << GLFD_VERSION << "\n";
+        // zenity prints the bare number, which callers parse.
+        std::cout << (options.bZenity ? "" : "glfiledialog ") << GLFD_VERSION << "\n";
         return ExitChosen;
     }
 
