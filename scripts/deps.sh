@@ -7,7 +7,7 @@ set -euo pipefail
 
 run_pkgs=(g++ cmake ninja-build pkg-config libimgui-dev libglfw3-dev libgl-dev libncurses-dev fonts-dejavu-core)
 test_pkgs=("${run_pkgs[@]}" clang libgtest-dev libgmock-dev xvfb xauth libgl1-mesa-dri xdotool x11-utils
-           imagemagick tmux procps python3 clang-format clang-tidy git)
+           imagemagick tmux procps python3 clang-format clang-tidy git unicode-data)
 bench_pkgs=("${run_pkgs[@]}" libbenchmark-dev)
 
 case "${1:-run}" in

@@ -1,3 +1,4 @@
+// GLButton: a push button.
 #pragma once
 
 #include "glwidget.h"
@@ -39,4 +40,8 @@ public:
         }
         return false;
     }
+    // Visits this widget as a GLButton.
+    void Accept(GLWidgetVisitor& Visitor) override { Visitor.Visit(*this); }
+    // Visits this widget as a GLButton.
+    void Accept(GLConstWidgetVisitor& Visitor) const override { Visitor.Visit(*this); }
 };

@@ -39,4 +39,8 @@ public:
     bool HandleKey(GLKey Key, GLModifiers Mods) override;
     // A space steps forward, wrapping, as a click does.
     bool HandleText(const char* Utf8, double NowSeconds) override;
+    // Visits as a choice.
+    void Accept(GLWidgetVisitor& Visitor) override { Visitor.Visit(*this); }
+    // Visits as a choice.
+    void Accept(GLConstWidgetVisitor& Visitor) const override { Visitor.Visit(*this); }
 };

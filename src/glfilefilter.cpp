@@ -1,6 +1,8 @@
 // Shell-style name patterns and named filters.
 #include "glfilefilter.h"
 
+#include "gltext.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -20,52 +22,9 @@ constexpr std::uint32_t InvalidByteBase = 0x110000;
 
 Character DecodeAt(std::string_view Text, std::size_t Offset)
 {
-    const auto lead = static_cast<unsigned char>(Text[Offset]);
-    if (lead < 0x80)
-    {
-        return {lead, 1};
-    }
-    std::size_t length = 0;
-    std::uint32_t value = 0;
-    std::uint32_t minimum = 0;
-    if ((lead & 0xE0U) == 0xC0U)
-    {
-        length = 2;
-        value = lead & 0x1FU;
-        minimum = 0x80;
-    }
-    else if ((lead & 0xF0U) == 0xE0U)
-    {
-        length = 3;
-        value = lead & 0x0FU;
-        minimum = 0x800;
-    }
-    else if ((lead & 0xF8U) == 0xF0U)
-    {
-        length = 4;
-        value = lead & 0x07U;
-        minimum = 0x10000;
-    }
-    const Character invalid{InvalidByteBase + lead, 1};
-    if (length == 0 || Offset + length > Text.size())
-    {
-        return invalid;
-    }
-    for (std::size_t i = 1; i < length; ++i)
-    {
-        const auto next = static_cast<unsigned char>(Text[Offset + i]);
-        if ((next & 0xC0U) != 0x80U)
-        {
-            return invalid;
-        }
-        value = (value << 6U) | (next & 0x3FU);
-    }
-    // Overlong forms, surrogates and values past the range are not characters.
-    if (value < minimum || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF))
-    {
-        return invalid;
-    }
-    return {value, length};
+    const GLUtf8Char decoded = GLDecodeUtf8(Text, Offset);
+    return decoded.bValid ? Character{decoded.CodePoint, decoded.Length}
+                          : Character{InvalidByteBase + decoded.CodePoint, decoded.Length};
 }
 
 std::uint32_t LowerAscii(std::uint32_t Value)

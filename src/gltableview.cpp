@@ -1,6 +1,10 @@
+// GLTableView: selection, keyboard, pointer, type-ahead and scrolling behaviour.
 #include "gltableview.h"
 
+#include "gltext.h"
+
 #include <algorithm>
+#include <cmath>
 
 namespace
 {
@@ -21,12 +25,7 @@ std::string LowerAscii(std::string Text)
 // Length in bytes of the UTF-8 character that starts the text (0 for an empty text).
 std::size_t FirstCharLength(const std::string& Text)
 {
-    std::size_t length = Text.empty() ? 0 : 1;
-    while (length < Text.size() && (static_cast<unsigned char>(Text[length]) & 0xC0U) == 0x80U)
-    {
-        ++length;
-    }
-    return length;
+    return Text.empty() ? 0 : GLDecodeUtf8(Text, 0).Length;
 }
 
 // Whether the text is one character typed one or more times.
@@ -193,6 +192,79 @@ void GLTableView::ScrollBy(int Rows)
 {
     const int page = std::max(1, PageRows);
     TopRow = std::max(0, std::min(TopRow + Rows, std::max(0, RowCount() - page)));
+}
+
+void GLTableView::PressRow(int Row, int ClickCount, GLModifiers Mods)
+{
+    if (ClickCount >= 2 && Row >= 0 && Row < RowCount())
+    {
+        DoubleClickRow(Row);
+        return;
+    }
+    ClickRow(Row, Mods);
+}
+
+int GLTableView::RowAtY(float Y, float LineHeight) const
+{
+    if (LineHeight <= 0.0F)
+    {
+        return -1;
+    }
+    const float line = std::floor((Y - Bounds.Y) / LineHeight);
+    if (!(line >= 1.0F) || line > static_cast<float>(1 << 30))
+    {
+        return -1;
+    }
+    return TopRow + static_cast<int>(line) - 1;
+}
+
+std::vector<GLDrawnRow> GLTableView::VisibleRows(float LineHeight) const
+{
+    std::vector<GLDrawnRow> rows;
+    if (LineHeight <= 0.0F)
+    {
+        return rows;
+    }
+    const int fit = std::max(0, static_cast<int>(std::floor(Bounds.Height / LineHeight)) - 1);
+    for (int line = 0; line < fit && TopRow + line < RowCount(); ++line)
+    {
+        const float y = Bounds.Y + static_cast<float>(line + 1) * LineHeight;
+        rows.push_back(GLDrawnRow{TopRow + line, GLRect{Bounds.X, y, Bounds.Width, LineHeight}});
+    }
+    return rows;
+}
+
+int GLTableView::TakeRowToReveal()
+{
+    const bool bAsked = bScrollToFocus || FocusedRow != RevealedRow;
+    bScrollToFocus = false;
+    RevealedRow = FocusedRow;
+    return bAsked && FocusedRow >= 0 && FocusedRow < RowCount() ? FocusedRow : -1;
+}
+
+void GLTableView::RevealInLines(int VisibleLines)
+{
+    const int visible = std::max(1, VisibleLines);
+    const int row = TakeRowToReveal();
+    if (row >= 0 && row < TopRow)
+    {
+        TopRow = row;
+    }
+    else if (row >= TopRow + visible)
+    {
+        TopRow = row - visible + 1;
+    }
+    TopRow = std::clamp(TopRow, 0, std::max(0, RowCount() - visible));
+}
+
+void GLTableView::Accept(GLWidgetVisitor& Visitor)
+{
+    Visitor.Visit(*this);
+}
+
+void GLTableView::Accept(GLConstWidgetVisitor& Visitor) const
+{
+    Visitor.Visit(*this);
 }
 
 bool GLTableView::HandleKey(GLKey Key, GLModifiers Mods)

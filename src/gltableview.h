@@ -1,3 +1,4 @@
+// GLTableView: a table over a shared model, with selection, pointer and scrolling operations.
 #pragma once
 
 #include "gltablemodel.h"
@@ -6,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 // A table of rows from a shared GLTableModel with file-manager selection behaviour:
 // click, shift-click ranges, keyboard movement, activation and type-ahead.
@@ -60,6 +62,21 @@ public:
     void ClearSelection();
     // Scrolls by whole rows (mouse wheel); the selection is untouched.
     void ScrollBy(int Rows);
+    // A pointer press on a row: a second press in a row (ClickCount 2 or more) on a row of the
+    // model double-clicks it, any other press clicks it with the modifiers. A row outside the
+    // model clears the selection.
+    void PressRow(int Row, int ClickCount, GLModifiers Mods);
+    // The row at height Y for a host that draws rows LineHeight apart below one header line
+    // (past the last row for the empty space below it); -1 on the header line and above.
+    int RowAtY(float Y, float LineHeight) const;
+    // The rows a host drawing LineHeight apart shows, with their rectangles.
+    std::vector<GLDrawnRow> VisibleRows(float LineHeight) const;
+    // The row a backend should scroll into view now, or -1: the focused row after a keyboard
+    // move, new rows, or any other change of focus. Taking it clears the request.
+    int TakeRowToReveal();
+    // For hosts that draw whole lines and scroll by TopRow: takes the row to reveal, moves
+    // TopRow so that it is among the VisibleLines shown, and keeps TopRow within the rows.
+    void RevealInLines(int VisibleLines);
     // Ends any range, anchoring at the selected row. A program-side reset: no event.
     void DropRange();
     // The model now holds another list (a new folder): drops the range and the typed
@@ -73,8 +90,15 @@ public:
     // Printable text jumps to the next row whose first cell starts with the typed prefix,
     // ignoring ASCII case; repeating one character cycles, and a pause starts a new prefix.
     bool HandleText(const char* Utf8, double NowSeconds) override;
+    // Visits this widget as a GLTableView.
+    void Accept(GLWidgetVisitor& Visitor) override;
+    // Visits this widget as a GLTableView.
+    void Accept(GLConstWidgetVisitor& Visitor) const override;
 
 private:
+    // The focused row as of the last TakeRowToReveal.
+    int RevealedRow = -1;
+
     int CurrentRow() const;
     void MoveTo(int Row, bool bExtend);
     void KeepInView(int Row);

@@ -1,16 +1,48 @@
+// GLTextInput: caret movement and editing on UTF-8 text.
 #include "gltextinput.h"
+
+#include "gltext.h"
 
 #include <algorithm>
 
 namespace
 {
 
-bool IsContinuationByte(char Byte)
+// Where the character after the one at Offset starts; an invalid byte is a character of its own.
+std::size_t NextBoundary(const std::string& Text, std::size_t Offset)
 {
-    return (static_cast<unsigned char>(Byte) & 0xC0U) == 0x80U;
+    return Offset >= Text.size() ? Text.size() : Offset + GLDecodeUtf8(Text, Offset).Length;
+}
+
+// Where the character that ends at Offset starts.
+std::size_t PreviousBoundary(const std::string& Text, std::size_t Offset)
+{
+    if (Offset == 0)
+    {
+        return 0;
+    }
+    for (std::size_t back = 2; back <= 4 && back <= Offset; ++back)
+    {
+        const GLUtf8Char c = GLDecodeUtf8(Text, Offset - back);
+        if (c.bValid && c.Length == back)
+        {
+            return Offset - back;
+        }
+    }
+    return Offset - 1;
 }
 
 } // namespace
+
+void GLTextInput::Accept(GLWidgetVisitor& Visitor)
+{
+    Visitor.Visit(*this);
+}
+
+void GLTextInput::Accept(GLConstWidgetVisitor& Visitor) const
+{
+    Visitor.Visit(*this);
+}
 
 void GLTextInput::SetText(const std::string& NewText, bool bEmitChanged)
 {
@@ -67,11 +99,7 @@ void GLTextInput::DeleteBackward()
     {
         return;
     }
-    std::size_t from = at - 1;
-    while (from > 0 && IsContinuationByte(Text[from]))
-    {
-        --from;
-    }
+    const std::size_t from = PreviousBoundary(Text, at);
     std::string next = Text;
     next.erase(from, at - from);
     ReplaceByUser(std::move(next), from);
@@ -84,11 +112,7 @@ void GLTextInput::DeleteForward()
     {
         return;
     }
-    std::size_t to = at + 1;
-    while (to < Text.size() && IsContinuationByte(Text[to]))
-    {
-        ++to;
-    }
+    const std::size_t to = NextBoundary(Text, at);
     std::string next = Text;
     next.erase(at, to - at);
     ReplaceByUser(std::move(next), at);
@@ -104,24 +128,10 @@ bool GLTextInput::HandleKey(GLKey Key, GLModifiers Mods)
     switch (Key)
     {
     case GLKey::Left:
-        while (Cursor > 0)
-        {
-            --Cursor;
-            if (!IsContinuationByte(Text[Cursor]))
-            {
-                break;
-            }
-        }
+        Cursor = PreviousBoundary(Text, Cursor);
         return true;
     case GLKey::Right:
-        while (Cursor < Text.size())
-        {
-            ++Cursor;
-            if (Cursor == Text.size() || !IsContinuationByte(Text[Cursor]))
-            {
-                break;
-            }
-        }
+        Cursor = NextBoundary(Text, Cursor);
         return true;
     case GLKey::Home:
         Cursor = 0;

@@ -1,3 +1,4 @@
+// GLTextInput: a one-line editable text field.
 #pragma once
 
 #include "glwidget.h"
@@ -42,6 +43,10 @@ public:
     bool HandleKey(GLKey Key, GLModifiers Mods) override;
     // Typed text is inserted at the caret as a user edit.
     bool HandleText(const char* Utf8, double NowSeconds) override;
+    // Visits this widget as a GLTextInput.
+    void Accept(GLWidgetVisitor& Visitor) override;
+    // Visits this widget as a GLTextInput.
+    void Accept(GLConstWidgetVisitor& Visitor) const override;
 
 private:
     void ReplaceByUser(std::string NewText, std::size_t NewCursor);

@@ -1,6 +1,13 @@
+// The base of every toolkit widget, with the geometry, key and visitor types they share.
 #pragma once
 
 #include <cstdint>
+
+class GLLabel;
+class GLButton;
+class GLTextInput;
+class GLTableView;
+class GLChoice;
 
 // A rectangle in the host's units (pixels for a window, cells for a terminal).
 struct GLRect
@@ -47,6 +54,58 @@ struct GLModifiers
     bool bAlt = false;
 };
 
+// A visible table row and where a backend drew it, for layout dumps and hit tests.
+struct GLDrawnRow
+{
+    int Row = -1;
+    GLRect Rect;
+};
+
+// What a widget is, for hosts that treat kinds differently without knowing widget classes.
+enum class GLWidgetKind : std::int32_t
+{
+    Other,
+    Label,
+    Button,
+    TextInput,
+    Table,
+    Choice,
+};
+
+// Typed access to a widget without casts: override Visit for the kinds you handle.
+class GLWidgetVisitor
+{
+public:
+    virtual ~GLWidgetVisitor() = default;
+    // Called for a label.
+    virtual void Visit(GLLabel& /*Label*/) {}
+    // Called for a button.
+    virtual void Visit(GLButton& /*Button*/) {}
+    // Called for a text input.
+    virtual void Visit(GLTextInput& /*Input*/) {}
+    // Called for a table view.
+    virtual void Visit(GLTableView& /*Table*/) {}
+    // Called for a choice.
+    virtual void Visit(GLChoice& /*Choice*/) {}
+};
+
+// The read-only counterpart of GLWidgetVisitor.
+class GLConstWidgetVisitor
+{
+public:
+    virtual ~GLConstWidgetVisitor() = default;
+    // Called for a label.
+    virtual void Visit(const GLLabel& /*Label*/) {}
+    // Called for a button.
+    virtual void Visit(const GLButton& /*Button*/) {}
+    // Called for a text input.
+    virtual void Visit(const GLTextInput& /*Input*/) {}
+    // Called for a table view.
+    virtual void Visit(const GLTableView& /*Table*/) {}
+    // Called for a choice.
+    virtual void Visit(const GLChoice& /*Choice*/) {}
+};
+
 // Base of every toolkit widget: where it is, whether it is shown, whether it takes focus.
 class GLWidget
 {
@@ -69,4 +128,10 @@ public:
     virtual bool HandleKey(GLKey /*Key*/, GLModifiers /*Mods*/) { return false; }
     // Typed text (UTF-8) while focused; returns true when consumed.
     virtual bool HandleText(const char* /*Utf8*/, double /*NowSeconds*/) { return false; }
+    // Calls the visitor's Visit for this widget's class; nothing for other widgets.
+    virtual void Accept(GLWidgetVisitor& /*Visitor*/) {}
+    // Calls the visitor's Visit for this widget's class; nothing for other widgets.
+    virtual void Accept(GLConstWidgetVisitor& /*Visitor*/) const {}
+    // Which kind of widget this is.
+    GLWidgetKind Kind() const;
 };

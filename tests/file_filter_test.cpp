@@ -1,5 +1,6 @@
 #include "glchoice.h"
 #include "glfilefilter.h"
+#include "glwindow.h"
 
 #include <gtest/gtest.h>
 
@@ -135,4 +136,21 @@ TEST(Choice, KeysStepWithoutWrappingSpaceWrapsAndOnlyRealChangesAreSignalled)
     choice.SetItems({}, 0);
     EXPECT_EQ(choice.SelectedIndex, -1);
     EXPECT_EQ(choice.SelectedText(), "");
+}
+
+TEST(Choice, PointerPressesStepAndFocusTheWheelStepsAndTheDumpShowsTheChoice)
+{
+    GLWindow window;
+    GLChoice* choice = window.AddChild<GLChoice>();
+    choice->Bounds = GLRect{0.0F, 0.0F, 20.0F, 1.0F};
+    EXPECT_FALSE(window.PointerPress(1.5F, 0.5F, 1, {})); // nothing to choose: the press is not taken
+    EXPECT_EQ(window.FocusedWidget, nullptr);
+    choice->SetItems({"a", "b"}, 1);
+    EXPECT_EQ(choice->Kind(), GLWidgetKind::Choice);
+    EXPECT_TRUE(window.PointerPress(1.5F, 0.5F, 1, {}));
+    EXPECT_EQ(window.FocusedWidget, choice);
+    EXPECT_EQ(choice->SelectedIndex, 0); // wrapped
+    EXPECT_TRUE(window.PointerWheel(1.5F, 0.5F, 3));
+    EXPECT_EQ(choice->SelectedIndex, 1);
+    EXPECT_NE(window.DescribeLayout().find("choice 0 0 20 1 focused b\n"), std::string::npos);
 }

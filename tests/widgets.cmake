@@ -1,1 +1,1 @@
-glfd_add_test(glfd_widgets_test widgets_test.cpp dialog_input_test.cpp)
+glfd_add_test(glfd_widgets_test widgets_test.cpp widget_ops_test.cpp dialog_input_test.cpp)

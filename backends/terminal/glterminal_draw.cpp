@@ -1,3 +1,4 @@
+// Paints a widget tree with ncursesw: each shown child of a GLWindow at its Bounds, by kind.
 #include "glterminal_draw.h"
 
 #include "glbutton.h"
@@ -105,30 +106,10 @@ std::wstring TableLine(const std::vector<const std::string*>& Texts, const std::
     return TerminalSlice(line, 0, Width);
 }
 
-// Scrolls so that TopRow is valid for this many visible rows and, when the table asked for
-// it, the focused row is among them.
-void FollowFocus(GLTableView& Table, int Visible)
-{
-    const int rows = Table.RowCount();
-    if (Table.bScrollToFocus && Table.FocusedRow >= 0 && Table.FocusedRow < rows)
-    {
-        if (Table.FocusedRow < Table.TopRow)
-        {
-            Table.TopRow = Table.FocusedRow;
-        }
-        else if (Table.FocusedRow >= Table.TopRow + Visible)
-        {
-            Table.TopRow = Table.FocusedRow - Visible + 1;
-        }
-    }
-    Table.bScrollToFocus = false;
-    Table.TopRow = std::clamp(Table.TopRow, 0, std::max(0, rows - Visible));
-}
-
 void DrawTable(GLTableView& Table, const Cells& Box, const GLTerminalStyle& Style, bool bFocused)
 {
     const int visible = Box.Height - 1;
-    FollowFocus(Table, std::max(1, visible));
+    Table.RevealInLines(visible);
     if (!Table.Model)
     {
         return;
@@ -202,6 +183,41 @@ void DrawChoice(const GLChoice& Choice, const Cells& Box, const GLTerminalStyle&
         bFocused ? Style.FocusedButton : Style.Button);
 }
 
+// Draws each kind of widget in its box.
+class WidgetPainter : public GLWidgetVisitor
+{
+public:
+    WidgetPainter(const Cells& InBox, const GLTerminalStyle& InStyle, bool bInFocused)
+        : Box(InBox), Style(InStyle), bFocused(bInFocused)
+    {
+    }
+
+    // Where the caret of a focused text input is; none otherwise.
+    GLTerminalPoint Caret;
+
+    void Visit(GLTableView& Table) override { DrawTable(Table, Box, Style, bFocused); }
+    void Visit(GLTextInput& Input) override
+    {
+        const GLTerminalPoint at = DrawInput(Input, Box, Style, bFocused);
+        if (bFocused)
+        {
+            Caret = at;
+        }
+    }
+    void Visit(GLButton& Button) override { DrawButton(Button, Box, Style, bFocused); }
+    void Visit(GLChoice& Choice) override { DrawChoice(Choice, Box, Style, bFocused); }
+    void Visit(GLLabel& Label) override
+    {
+        Put(Box.Y, Box.X, TerminalFit(TerminalSafeText(Label.Text, Style.bUtf8), Box.Width, Style.CutMarker),
+            Style.Normal);
+    }
+
+private:
+    const Cells& Box;
+    const GLTerminalStyle& Style;
+    bool bFocused;
+};
+
 } // namespace
 
 GLTerminalPoint DrawTerminalContent(GLWindow& Content, const GLTerminalStyle& Style)
@@ -218,39 +234,12 @@ GLTerminalPoint DrawTerminalContent(GLWindow& Content, const GLTerminalStyle& St
         {
             continue;
         }
-        const bool bFocused = Content.FocusedWidget == child.get();
-        if (auto* table = dynamic_cast<GLTableView*>(child.get()))
+        WidgetPainter painter(box, Style, Content.FocusedWidget == child.get());
+        child->Accept(painter);
+        if (painter.Caret.Line >= 0)
         {
-            DrawTable(*table, box, Style, bFocused);
-        }
-        else if (const auto* input = dynamic_cast<const GLTextInput*>(child.get()))
-        {
-            const GLTerminalPoint at = DrawInput(*input, box, Style, bFocused);
-            if (bFocused)
-            {
-                caret = at;
-            }
-        }
-        else if (const auto* button = dynamic_cast<const GLButton*>(child.get()))
-        {
-            DrawButton(*button, box, Style, bFocused);
-        }
-        else if (const auto* choice = dynamic_cast<const GLChoice*>(child.get()))
-        {
-            DrawChoice(*choice, box, Style, bFocused);
-        }
-        else if (const auto* label = dynamic_cast<const GLLabel*>(child.get()))
-        {
-            Put(box.Y, box.X,
-                TerminalFit(TerminalSafeText(label->Text, Style.bUtf8), box.Width, Style.CutMarker),
-                Style.Normal);
+            caret = painter.Caret;
         }
     }
     return caret;
-}
-
-int TerminalTableRowAt(const GLTableView& Table, int Line)
-{
-    const int offset = Line - static_cast<int>(std::lround(Table.Bounds.Y)) - 1;
-    return offset < 0 ? -1 : Table.TopRow + offset;
 }

@@ -1,6 +1,5 @@
+// Paints a widget tree with ncursesw: each shown child of a GLWindow at its Bounds, by kind.
 #pragma once
-
-// Paints a widget tree with ncursesw: each shown child of a GLWindow at its Bounds, by type.
 
 #include "gltableview.h"
 #include "glwindow.h"
@@ -40,7 +39,3 @@ struct GLTerminalPoint
 // a focused row they were asked to show is visible. Returns where the terminal cursor belongs:
 // the caret of the focused text input, or none.
 GLTerminalPoint DrawTerminalContent(GLWindow& Content, const GLTerminalStyle& Style);
-
-// The model row that a screen line of a table shows (past the last row for empty lines below
-// it, which a click treats as empty space), or -1 for the header line and above.
-int TerminalTableRowAt(const GLTableView& Table, int Line);

@@ -1,7 +1,6 @@
-#pragma once
-
 // The terminal backend: shows a GLChildWindow's content full-screen on the controlling terminal
 // with ncursesw and feeds it keyboard and mouse input.
+#pragma once
 
 #include "glchildwindow.h"
 #include "glhost.h"

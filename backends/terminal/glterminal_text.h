@@ -1,17 +1,17 @@
-#pragma once
-
 // Text made safe and measured for a character terminal. File names are arbitrary bytes: drawn
 // raw, an escape sequence in a name could clear the screen, move the cursor or retitle the
 // window, and bytes that are not UTF-8 would break the column layout.
+#pragma once
 
 #include <string>
 #include <string_view>
 
-// Decodes Bytes into characters that are safe to draw: printable UTF-8 passes through, while
-// control characters, invalid UTF-8 and invisible characters that reorder or hide text become
-// visible escapes (\n, \t, \r, \\ and \xNN for each byte). Zero-width combining marks stay
-// when they follow a printable character. With bUtf8 false (a terminal that is not UTF-8)
-// every byte outside printable ASCII is escaped. Measure the result with wcwidth under a
+// Decodes Bytes into characters that are safe to draw: the toolkit's name rule (GLVisibleName)
+// first, so that control characters, invalid UTF-8 and invisible characters that reorder or
+// hide text become visible escapes (\n, \t, \r, \\ and \xNN for each byte); then whatever this
+// terminal cannot print is escaped the same way. Zero-width combining marks stay when they
+// follow a printable character. With bUtf8 false (a terminal that is not UTF-8) every byte
+// outside printable ASCII is escaped. Measure the result with wcwidth under a
 // UTF-8 LC_CTYPE.
 std::wstring TerminalSafeText(std::string_view Bytes, bool bUtf8);
 

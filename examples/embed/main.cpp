@@ -44,66 +44,44 @@ void DrawTable(const GLTableView& Table)
     }
 }
 
+// Prints one widget per line, by its class.
+class Printer : public GLConstWidgetVisitor
+{
+public:
+    explicit Printer(const char* InFocus) : Focus(InFocus) {}
+
+    void Visit(const GLLabel& Label) override { std::cout << Focus << "label  " << Label.Text << '\n'; }
+    void Visit(const GLButton& Button) override { std::cout << Focus << "button [" << Button.Label << "]\n"; }
+    void Visit(const GLTextInput& Input) override { std::cout << Focus << "input  " << Input.Text << '\n'; }
+    void Visit(const GLTableView& Table) override
+    {
+        std::cout << Focus << "table ";
+        DrawTable(Table);
+    }
+
+private:
+    const char* Focus;
+};
+
 // One frame: every shown widget of the window, top to bottom as laid out.
 void Draw(const GLWindow& Window)
 {
     std::cout << "--- " << (Window.HostWindow != nullptr ? Window.HostWindow->EffectiveTitle() : "") << '\n';
     for (const auto& child : Window.Children)
     {
-        if (!child->bShown)
+        if (child->bShown)
         {
-            continue;
-        }
-        const char* focus = child.get() == Window.FocusedWidget ? "*" : " ";
-        if (const auto* label = dynamic_cast<const GLLabel*>(child.get()))
-        {
-            std::cout << focus << "label  " << label->Text << '\n';
-        }
-        else if (const auto* button = dynamic_cast<const GLButton*>(child.get()))
-        {
-            std::cout << focus << "button [" << button->Label << "]\n";
-        }
-        else if (const auto* input = dynamic_cast<const GLTextInput*>(child.get()))
-        {
-            std::cout << focus << "input  " << input->Text << '\n';
-        }
-        else if (const auto* table = dynamic_cast<const GLTableView*>(child.get()))
-        {
-            std::cout << focus << "table ";
-            DrawTable(*table);
+            Printer printer(child.get() == Window.FocusedWidget ? "*" : " ");
+            child->Accept(printer);
         }
     }
 }
 
-// A mouse click at a point: finds the widget under it, focuses it, and presses a button or
-// clicks the table row there (the table's first line is its header).
+// A mouse click at a point: the window finds the widget under it, focuses it, and presses a
+// button or the table row there (the table's first line is its header).
 void ClickAt(GLWindow& Window, float X, float Y)
 {
-    for (const auto& child : Window.Children)
-    {
-        GLWidget* widget = child.get();
-        if (!widget->bShown || !widget->Bounds.Contains(X, Y))
-        {
-            continue;
-        }
-        if (widget->AcceptsFocus())
-        {
-            Window.SetFocus(widget);
-        }
-        if (auto* button = dynamic_cast<GLButton*>(widget))
-        {
-            button->Click();
-        }
-        else if (auto* table = dynamic_cast<GLTableView*>(widget))
-        {
-            const int line = static_cast<int>((Y - table->Bounds.Y) / Window.Metrics.LineHeight);
-            if (line > 0)
-            {
-                table->ClickRow(table->TopRow + line - 1, GLModifiers{});
-            }
-        }
-        return;
-    }
+    Window.PointerPress(X, Y, 1, GLModifiers{});
 }
 
 } // namespace
