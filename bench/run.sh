@@ -9,12 +9,19 @@ build="${BUILD_DIR:-$here/../build-bench}"
 cmake -S "$here/.." -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DGLFD_BUILD_BENCH=ON \
   -DGLFD_BUILD_TESTS=OFF -DGLFD_BUILD_CHOOSER="${GLFD_BUILD_CHOOSER:-ON}" >/dev/null
 cmake --build "$build" --target glfd_listing_bench
+# The slow mount (1 ms per status query) needs libfuse3 and FUSE on the machine; about two minutes.
+if cmake --build "$build" --target help | grep -q '^glfd_slow_mount_bench:'; then
+  cmake --build "$build" --target glfd_slow_mount_bench
+fi
 if [[ -f "$here/frame_bench.cpp" ]]; then cmake --build "$build" --target glfd_frame_bench || true; fi
 
 tmp="${TMPDIR:-/tmp}"
 echo "machine: $(nproc) cores, $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//'), kernel $(uname -r)"
 echo "temp folder $tmp on $(findmnt -n -o FSTYPE -T "$tmp" | head -1); /dev/shm on $(findmnt -n -o FSTYPE -T /dev/shm 2>/dev/null | head -1)"
 "$build/bench/glfd_listing_bench" "$@"
+
+# ---- Slow mount: floor, 16 queries in flight, panel and peers at 2,100 and 20,000 entries ----------
+if [[ -x "$build/bench/glfd_slow_mount_bench" ]]; then "$build/bench/glfd_slow_mount_bench"; fi
 
 # ---- Frame time (window backend, 100 vs 1,000,000 rows): runs once its owner adds it ----------
 if [[ -x "$build/bench/glfd_frame_bench" ]]; then "$build/bench/glfd_frame_bench"; fi

@@ -6,16 +6,24 @@
 set -euo pipefail
 
 run_pkgs=(g++ cmake ninja-build pkg-config libimgui-dev libglfw3-dev libgl-dev libncurses-dev fonts-dejavu-core)
+# fuse3 and libfuse3-dev: the slow and hung mounts of the tests and the benchmark.
 test_pkgs=("${run_pkgs[@]}" clang libgtest-dev libgmock-dev xvfb xauth libgl1-mesa-dri xdotool x11-utils
-           imagemagick tmux procps python3 clang-format clang-tidy git unicode-data)
-bench_pkgs=("${run_pkgs[@]}" libbenchmark-dev)
+           imagemagick tmux procps python3 clang-format clang-tidy git unicode-data fuse3 libfuse3-dev)
+bench_pkgs=("${run_pkgs[@]}" libbenchmark-dev fuse3 libfuse3-dev)
 
-case "${1:-run}" in
+set -- "${1:-run}"
+case "$1" in
   run) wanted=("${run_pkgs[@]}") ;;
   test) wanted=("${test_pkgs[@]}") ;;
   bench) wanted=("${bench_pkgs[@]}") ;;
   *) echo "usage: $0 run|test|bench" >&2; exit 2 ;;
 esac
+
+# FUSE is built into most kernels; where it is a module, root can load it. Harmless when it
+# cannot be loaded (a container): the tests that mount then skip and say why.
+if [ "$1" != run ] && [ ! -e /dev/fuse ] && [ "$(id -u)" -eq 0 ] && command -v modprobe >/dev/null; then
+    modprobe fuse 2>/dev/null || true
+fi
 
 missing=()
 for pkg in "${wanted[@]}"; do

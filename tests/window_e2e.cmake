@@ -18,6 +18,17 @@ if(TARGET glfiledialog_app AND TARGET glfd_imgui)
                 --program $<TARGET_FILE:glfiledialog_app> --artifacts ${CMAKE_BINARY_DIR}/e2e-artifacts ${scenario})
       set_tests_properties(window_e2e.${scenario} PROPERTIES LABELS "e2e;window" SKIP_RETURN_CODE 77 TIMEOUT 60)
     endforeach()
+    # A folder on a mount that never answers (label "slowfs" too; skipped where FUSE cannot mount).
+    if(TARGET glfd_slowfs)
+      foreach(scenario hung_escape hung_up hung_close)
+        add_test(NAME window_e2e.${scenario}
+          COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/e2e/window_test.py
+                  --program $<TARGET_FILE:glfiledialog_app> --artifacts ${CMAKE_BINARY_DIR}/e2e-artifacts
+                  --slowfs $<TARGET_FILE:glfd_slowfs> ${scenario})
+        set_tests_properties(window_e2e.${scenario} PROPERTIES LABELS "e2e;window;slowfs" SKIP_RETURN_CODE 77
+          TIMEOUT 60)
+      endforeach()
+    endif()
   else()
     message(STATUS "glfiledialog: window end-to-end tests not registered (no python3)")
   endif()

@@ -4,8 +4,9 @@
 # through capture-pane and the chosen paths through the redirected standard output.
 #
 # Usage: terminal_test.sh PROGRAM SCENARIO
-# Scenarios: browse multiple typed hostile resize mouse signals notty
-# Exit status 77 (skipped) when tmux is not installed.
+# Scenarios: browse multiple typed hostile resize mouse signals notty, and on a hung mount
+# (GLFD_SLOWFS names the glfd_slowfs program): hung_escape hung_up hung_interrupt
+# Exit status 77 (skipped) when tmux is not installed, or FUSE cannot mount for the hung ones.
 
 set -u
 PROGRAM=$1
@@ -19,9 +20,11 @@ fi
 WORK=$(mktemp -d -t glfd-e2e.XXXXXX) || exit 1
 RUN=0
 SOCKET=
+SLOWFS_PID=
 cleanup() {
     [ -n "$SOCKET" ] && tmux -S "$SOCKET" kill-server 2>/dev/null
-    rm -rf "$WORK"
+    [ -n "$SLOWFS_PID" ] && slowfs_unmount "$WORK/mnt" "$SLOWFS_PID"
+    rm -rf --one-file-system "$WORK"
 }
 trap cleanup EXIT
 unset TMUX DISPLAY WAYLAND_DISPLAY
@@ -100,6 +103,60 @@ program_pid() { ps -o pid= --ppid "$(tmx display -p '#{pane_pid}')" | tr -d ' ';
 
 display_column() { # TEXT PATTERN: terminal column where PATTERN starts in the line holding TEXT
     screen | grep -F -- "$1" | head -n 1 | sed "s/$2.*//" | LC_ALL=C.UTF-8 wc -L
+}
+
+now_ms() { echo $(($(date +%s%N) / 1000000)); }
+
+# The hung mount: $WORK/mnt shows $WORK/src, whose folder 'hung' can be opened but never read.
+hung_mount() {
+    [ -n "${GLFD_SLOWFS:-}" ] || { echo "SKIP: GLFD_SLOWFS does not name the slow file system program"; exit 77; }
+    . "$(dirname "$0")/../slowfs/slow_mount.sh"
+    local reason
+    if reason=$(slowfs_unavailable "$GLFD_SLOWFS"); then
+        echo "SKIP: $reason"
+        exit 77
+    fi
+    mkdir -p "$WORK/src/hung" "$WORK/src/other" "$WORK/mnt"
+    printf 'a\n' >"$WORK/src/a.txt"
+    printf 'b\n' >"$WORK/src/b.txt"
+    : >"$WORK/src/hung/never-listed.txt"
+    SLOWFS_PID=$(slowfs_mount "$GLFD_SLOWFS" "$WORK/src" "$WORK/mnt" --hang-readdir=hung) ||
+        fail "cannot mount the slow file system"
+    MNT=$WORK/mnt
+}
+
+# Whether a thread of PID waits in the kernel for the file system's answer.
+stuck_in_fuse() { grep -qs '^request_wait_answer$' /proc/"$1"/task/*/wchan; }
+
+# Starts the chooser on the mount, enters 'hung' and returns once the program waits on it.
+enter_hung() {
+    start "$MNT"
+    status_is "Browsing $MNT"
+    keys Down
+    focused_is hung
+    PID=$(program_pid)
+    ENTERED=$(now_ms)
+    keys Enter
+    poll stuck_in_fuse "$PID" || fail "the program never waited on the hung folder"
+}
+
+# The status line mentions the folder being read (and is not the selection's "Folder: ...").
+progress_shown() {
+    local status
+    status=$(screen | tail -n 2 | head -n 1)
+    case $status in "Folder: "*) return 1 ;; *"$MNT/hung"*) return 0 ;; *) return 1 ;; esac
+}
+
+within_half_a_second() { # WHAT START_MS
+    local took=$(($(now_ms) - $2))
+    [ "$took" -le 500 ] || fail "$1 took $took ms (at most 500 expected)"
+}
+
+# After the program has gone: nothing of it is left, and the folder still hangs for others.
+gone_with_mount_still_hung() {
+    ! kill -0 "$PID" 2>/dev/null || fail "the program is still there"
+    timeout -s KILL 1 ls "$MNT/hung" >/dev/null 2>&1
+    [ $? -eq 137 ] || fail "the hung folder answered; the test proved nothing"
 }
 
 case $SCENARIO in
@@ -239,6 +296,47 @@ signals) # Ctrl+C, termination and a crash all put the terminal back
         kill -s "${signal%:*}" "$(program_pid)" || fail "no program to signal"
         finish "${signal#*:}"
     done
+    ;;
+hung_escape) # a folder that never answers: progress shows at once, and Escape ends the dialog at once
+    hung_mount
+    enter_hung
+    for _ in $(seq 150); do progress_shown && break; sleep 0.02; done
+    progress_shown || fail "no progress on the status line (it reads: $(screen | tail -n 2 | head -n 1))"
+    within_half_a_second "the first progress text" "$ENTERED"
+    stuck_in_fuse "$PID" || fail "the read stopped waiting by itself"
+    pressed=$(now_ms)
+    keys Escape
+    for _ in $(seq 150); do [ -s "$WORK/status" ] && break; sleep 0.02; done
+    [ -s "$WORK/status" ] || fail "the program did not end after Escape"
+    within_half_a_second "Escape to exit" "$pressed"
+    finish 1
+    output_is ""
+    gone_with_mount_still_hung
+    ;;
+hung_up) # giving up on a hung folder by going up: the parent is listed and the dialog goes on
+    hung_mount
+    enter_hung
+    keys M-Up
+    status_is "Browsing $MNT"
+    wait_for "a.txt"
+    keys End
+    focused_is b.txt
+    keys Enter
+    finish 0
+    output_is "$MNT/b.txt"
+    gone_with_mount_still_hung
+    ;;
+hung_interrupt) # Ctrl+C while a folder hangs: status 130 at once
+    hung_mount
+    enter_hung
+    pressed=$(now_ms)
+    keys C-c
+    for _ in $(seq 150); do [ -s "$WORK/status" ] && break; sleep 0.02; done
+    [ -s "$WORK/status" ] || fail "the program did not end after Ctrl+C"
+    within_half_a_second "Ctrl+C to exit" "$pressed"
+    finish 130
+    output_is ""
+    gone_with_mount_still_hung
     ;;
 notty) # no display and no terminal: status 3 and one line on standard error
     setsid -w "$PROGRAM" "$TREE" </dev/null >"$WORK/out" 2>"$WORK/err"

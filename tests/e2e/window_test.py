@@ -2,8 +2,10 @@
 """End-to-end tests of the chooser's window: the real program on a virtual X server, driven with
 synthetic mouse and keyboard input the way a person would use it.
 
-    window_test.py --program PATH --artifacts DIR SCENARIO...
+    window_test.py --program PATH --artifacts DIR [--slowfs PROGRAM] SCENARIO...
     window_test.py --program PATH --readme-shot FILE.png
+
+The hung_* scenarios need --slowfs, the glfd_slowfs program, and FUSE; they skip without them.
 
 The program runs with GLFD_DEBUG_LAYOUT=1, which makes it print every change of its drawn layout
 (widget rectangles, visible rows, texts) on standard error; clicks are aimed at those rectangles.
@@ -509,6 +511,126 @@ def scenario_no_display(ctx):
     check(len(lines) == 1 and lines[0], "one line on stderr, got %r" % lines)
 
 
+# --- a mount that never answers -----------------------------------------------------------------
+
+SLOW_MOUNT_SH = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "slowfs", "slow_mount.sh")
+
+
+def hung_mount(ctx):
+    """ctx.root/mnt shows ctx.root/src, whose folder 'hung' can be opened but never read."""
+    if not ctx.slowfs:
+        raise Skip("no --slowfs program given")
+    why = subprocess.run(["bash", SLOW_MOUNT_SH, "unavailable", ctx.slowfs], stdout=subprocess.PIPE,
+                         timeout=60)
+    if why.returncode == 0:
+        raise Skip(why.stdout.decode(errors="replace").strip())
+    source = make_tree(os.path.join(ctx.root, "src"), {"hung": None, "hung/never-listed.txt": b"",
+                                                       "other": None, "a.txt": b"a", "b.txt": b"b"})
+    mountpoint = os.path.join(ctx.root, "mnt")
+    os.makedirs(mountpoint)
+    mounted = subprocess.run(["bash", SLOW_MOUNT_SH, "mount", ctx.slowfs, source, mountpoint, "--hang-readdir=hung"],
+                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60)
+    check(mounted.returncode == 0, "cannot mount the slow file system: %s" % mounted.stderr.decode(errors="replace"))
+    ctx.mounts.append((mountpoint, mounted.stdout.decode().strip()))
+    return mountpoint
+
+
+def stuck_in_fuse(pid):
+    """Whether a thread of pid waits in the kernel for the file system's answer."""
+    try:
+        tasks = os.listdir("/proc/%d/task" % pid)
+    except OSError:
+        return False
+    for task in tasks:
+        try:
+            with open("/proc/%d/task/%s/wchan" % (pid, task)) as f:
+                if f.read().strip() == "request_wait_answer":
+                    return True
+        except OSError:
+            pass
+    return False
+
+
+def enter_hung(ctx):
+    """Starts the chooser on the mount, enters 'hung' with the keyboard and returns once the program
+    waits on it: (chooser, mountpoint, the time Return was pressed)."""
+    mountpoint = hung_mount(ctx)
+    chooser = ctx.start([mountpoint])
+    chooser.wait(lambda l: l.row(b"hung") and l.row(b"a.txt"), "the mount listed")
+    chooser.key("Down")
+    chooser.wait(lambda l: l.row(b"hung") is not None and l.row(b"hung")["focused"], "hung focused")
+    entered = time.time()
+    chooser.key("Return")
+    deadline = time.time() + TIMEOUT
+    while not stuck_in_fuse(chooser.process.pid):
+        check(time.time() < deadline and chooser.process.poll() is None, "the program never waited on the hung folder")
+        time.sleep(0.01)
+    return chooser, mountpoint, entered
+
+
+def progress_shown(layout, folder):
+    """A label other than the selection's "Folder: ..." mentions the folder being read."""
+    return any(w["kind"] == "label" and folder in w["text"] and not w["text"].startswith(b"Folder: ")
+               for w in layout.widgets)
+
+
+def ends_within_half_a_second(chooser, what, since):
+    try:
+        chooser.process.wait(timeout=TIMEOUT)
+    except subprocess.TimeoutExpired:
+        raise Failure("the program did not end after %s" % what)
+    took = time.time() - since
+    check(took <= 0.5, "%s to exit took %.2f s (at most 0.5 expected)" % (what, took))
+
+
+def gone_with_mount_still_hung(chooser, mountpoint):
+    check(not os.path.exists("/proc/%d" % chooser.process.pid), "the program is still there")
+    still = subprocess.run(["timeout", "-s", "KILL", "1", "ls", os.path.join(mountpoint, "hung")],
+                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    check(still.returncode == 137, "the hung folder answered; the test proved nothing")
+
+
+def scenario_hung_escape(ctx):
+    """A folder that never answers: progress shows within 0.5 s, Escape ends the dialog within 0.5 s."""
+    chooser, mountpoint, entered = enter_hung(ctx)
+    folder = os.fsencode(mountpoint + "/hung")
+    chooser.wait(lambda l: progress_shown(l, folder), "progress text naming %s" % folder.decode())
+    took = time.time() - entered
+    check(took <= 0.5, "the first progress text took %.2f s (at most 0.5 expected)" % took)
+    check(stuck_in_fuse(chooser.process.pid), "the read stopped waiting by itself")
+    pressed = time.time()
+    chooser.key("Escape")
+    ends_within_half_a_second(chooser, "Escape", pressed)
+    expect_output(chooser, 1, [])
+    gone_with_mount_still_hung(chooser, mountpoint)
+
+
+def scenario_hung_up(ctx):
+    """Giving up on a hung folder with Up (Backspace): the parent is listed and the dialog goes on."""
+    chooser, mountpoint, _ = enter_hung(ctx)
+    chooser.key("BackSpace")
+    chooser.wait(lambda l: l.location() == os.fsencode(mountpoint) and l.row(b"b.txt") and
+                 any(w["kind"] == "label" and w["text"] == b"Browsing " + os.fsencode(mountpoint) for w in l.widgets),
+                 "the parent listed again")
+    chooser.click_row(b"b.txt", repeat=2)
+    expect_output(chooser, 0, [mountpoint + "/b.txt"])
+    gone_with_mount_still_hung(chooser, mountpoint)
+
+
+def scenario_hung_close(ctx):
+    """Closing the window while a folder hangs ends the dialog within 0.5 s."""
+    chooser, mountpoint, _ = enter_hung(ctx)
+    x11 = X11(ctx.display.name)
+    try:
+        pressed = time.time()
+        x11.close_window(int(chooser.window))
+    finally:
+        x11.close()
+    ends_within_half_a_second(chooser, "closing the window", pressed)
+    expect_output(chooser, 1, [])
+    gone_with_mount_still_hung(chooser, mountpoint)
+
+
 def readme_shot(ctx, path):
     """A tidy folder in --open mode with one file selected."""
     # A short, fixed path reads better in the picture than a random temporary one.
@@ -554,12 +676,14 @@ NEEDS_DISPLAY = set(SCENARIOS) - {"no_display"}
 
 
 class Context:
-    def __init__(self, program, artifacts, display):
+    def __init__(self, program, artifacts, display, slowfs=None):
         self.program = program
         self.artifacts = artifacts
         self.display = display
+        self.slowfs = slowfs
         self.root = tempfile.mkdtemp(prefix="glfd-e2e-")
         self.choosers = []
+        self.mounts = []  # (mount point, daemon id)
 
     def start(self, args):
         chooser = Chooser(self.program, args, self.display, self.root)
@@ -569,7 +693,12 @@ class Context:
     def close(self):
         for chooser in self.choosers:
             chooser.kill()
-        shutil.rmtree(self.root, ignore_errors=True)
+        for mountpoint, pid in self.mounts:
+            subprocess.run(["bash", SLOW_MOUNT_SH, "unmount", mountpoint, pid], timeout=60)
+        if any(os.path.ismount(mountpoint) for mountpoint, _ in self.mounts):
+            print("note: %s left behind, still mounted" % self.root)
+        else:
+            shutil.rmtree(self.root, ignore_errors=True)
 
 
 def main():
@@ -577,6 +706,7 @@ def main():
     parser.add_argument("--program", required=True)
     parser.add_argument("--artifacts", default=".")
     parser.add_argument("--readme-shot")
+    parser.add_argument("--slowfs", help="the glfd_slowfs program, for the hung_* scenarios")
     parser.add_argument("scenarios", nargs="*")
     options = parser.parse_args()
     options.program = os.path.abspath(options.program)
@@ -601,7 +731,7 @@ def main():
             finally:
                 ctx.close()
         for name in wanted:
-            ctx = Context(options.program, options.artifacts, display)
+            ctx = Context(options.program, options.artifacts, display, options.slowfs)
             started = time.time()
             try:
                 SCENARIOS[name](ctx)
