@@ -1,3 +1,4 @@
+// The panel's construction, event wiring, layout, status writer and cancellation.
 #include "glfiledialogpanel.h"
 
 #include <algorithm>
@@ -108,6 +109,32 @@ void GLFileDialogPanel::OnKeyPressed(GLKey Key, GLModifiers Mods)
     {
         RunNavigation(*this, [this] { NavigateToParent(); });
     }
+}
+
+void GLFileDialogPanel::SetStatusTextInternal(const std::string& Text, bool bEmitSignal)
+{
+    if (&Text != &StatusText)
+    {
+        StatusText = Text;
+    }
+    if (StatusLabel != nullptr && &StatusLabel->Text != &StatusText)
+    {
+        StatusLabel->Text = StatusText;
+    }
+    if (bEmitSignal)
+    {
+        StatusChanged.emit(StatusText);
+    }
+}
+
+void GLFileDialogPanel::CancelDialog()
+{
+    if (bHideHostOnFinish && HostWindow != nullptr)
+    {
+        HostWindow->bVisible = false;
+    }
+    Cancelled.emit();
+    SetStatusTextInternal("Closed file dialog.", true);
 }
 
 std::string GLFileDialogPanel::WindowTitle() const

@@ -1,3 +1,4 @@
+// The file dialog panel: its state, signals and operations (defined in glfiledialogpanel*.cpp).
 #pragma once
 
 #include "glbutton.h"
@@ -5,6 +6,7 @@
 #include "glchoice.h"
 #include "glfilefilter.h"
 #include "gllabel.h"
+#include "gllisting_entry.h"
 #include "gltablemodel.h"
 #include "gltableview.h"
 #include "gltextinput.h"
@@ -23,17 +25,9 @@
 class GLFileDialogPanel : public GLWindow
 {
 public:
-    // One listed item of the current folder.
-    struct FileEntry
-    {
-        std::string Name;          // file name (the whole path when it has none); sort key
-        std::string Path;          // canonical full path
-        std::string TypeLabel;     // "Dir" or "File"
-        std::string SizeLabel;     // human-readable size, or "-"
-        std::string ModifiedLabel; // local "YYYY-MM-DD HH:MM", or empty when unknown
-        bool bDirectory = false;   // a directory, symbolic links followed
-        bool bReadable = true;     // the entry's type could be determined
-    };
+    // One listed item of the current folder: Name, Path, TypeLabel, SizeLabel, ModifiedLabel,
+    // bDirectory, bReadable (the listing engine's record).
+    using FileEntry = GLListingEntry;
 
     // What acceptance delivers.
     enum class SelectionMode : std::int32_t
@@ -180,6 +174,14 @@ private:
     void OnLocationEdited();
     void OnKeyPressed(GLKey Key, GLModifiers Mods);
     void WriteLocationInput();
+    // Shows the folder of a path resolved and queried once: FinalPath in its canonical form
+    // (bStable: canonicalising it again would give it back), Status its status, links followed.
+    void OpenAtFinalPath(const std::filesystem::path& FinalPath, bool bStable,
+                         std::filesystem::file_status Status);
+
+    // CurrentDirectory as navigation resolved it just before the refresh it asked for, known
+    // canonical; lets that refresh skip canonicalising it again. Consumed by the next listing.
+    std::string CanonicalDirectoryHint;
 
     // Extensions (glfiledialogpanel_options.cpp, glfiledialogpanel_save.cpp).
     struct SaveTarget;
@@ -212,7 +214,7 @@ private:
     // While asking to replace: the path that Replace delivers.
     std::string PendingReplacePath;
     // The listing as read, while Entries holds only what the extensions let through, so that a
-    // change of filter re-lists without reading the folder again.
+    // change of filter re-lists without reading the folder again (otherwise spare records).
     std::vector<FileEntry> UnfilteredEntries;
     bool bListingFiltered = false;
 };

@@ -204,9 +204,13 @@ bool GLFileDialogPanel::PassesExtensions(const FileEntry& Entry) const
 void GLFileDialogPanel::BeginListingForExtensions()
 {
     // A new listing replaces Entries whole: what was kept of the last one no longer applies,
-    // and neither does a question about a name in it.
+    // and neither does a question about a name in it. The whole last listing goes back into
+    // Entries first, so that the engine refills records whose storage fits the folder again.
+    if (bListingFiltered)
+    {
+        Entries.swap(UnfilteredEntries);
+    }
     bListingFiltered = false;
-    UnfilteredEntries.clear();
     if (IsAskingToReplace())
     {
         EndReplaceQuestion(false);
@@ -220,9 +224,9 @@ void GLFileDialogPanel::FilterListing(GLTableModel::RowList* Rows)
         return;
     }
     // The whole listing is kept for later filter changes; Entries and the rows keep what passes,
-    // in the same (sorted) order, so that row i is still element i.
+    // in the same (sorted) order, so that row i is still element i. Entries' old records are
+    // overwritten rather than freed, as the engine does.
     UnfilteredEntries.swap(Entries);
-    Entries.clear();
     std::size_t kept = 0;
     for (std::size_t i = 0; i < UnfilteredEntries.size(); ++i)
     {
@@ -230,19 +234,24 @@ void GLFileDialogPanel::FilterListing(GLTableModel::RowList* Rows)
         {
             continue;
         }
-        Entries.push_back(UnfilteredEntries[i]);
-        if (Rows != nullptr && i < Rows->size())
+        if (kept < Entries.size())
         {
-            if (kept != i)
-            {
-                (*Rows)[kept] = std::move((*Rows)[i]);
-            }
-            ++kept;
+            Entries[kept] = UnfilteredEntries[i];
         }
+        else
+        {
+            Entries.push_back(UnfilteredEntries[i]);
+        }
+        if (Rows != nullptr && kept != i)
+        {
+            (*Rows)[kept] = std::move((*Rows)[i]);
+        }
+        ++kept;
     }
+    Entries.resize(kept);
     if (Rows != nullptr)
     {
-        Rows->resize(std::min(kept, Rows->size()));
+        Rows->resize(kept);
     }
     bListingFiltered = true;
 }

@@ -1,3 +1,4 @@
+// The table model: column headers and rows of string cells, shared by a table view and its filler.
 #pragma once
 
 #include <string>
@@ -25,6 +26,8 @@ public:
     void ClearRows() { Rows.clear(); }
     // Moves the rows out, leaving none, so that a caller can refill their storage and hand it back.
     RowList TakeRows() { return std::exchange(Rows, RowList()); }
+    // The rows themselves, for a caller that refills them in place (reusing their strings' storage).
+    RowList& EditRows() { return Rows; }
 
     // The column headers, left to right.
     const HeaderList& GetHeaders() const { return Headers; }

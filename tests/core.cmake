@@ -1,1 +1,2 @@
 glfd_add_test(glfd_core_test signal_model_test.cpp path_format_test.cpp listing_test.cpp dialog_cycle_test.cpp)
+glfd_add_test(glfd_listing_failure_test listing_failure_test.cpp)

@@ -1,4 +1,4 @@
-#include "gldirectoryreader.h"
+#include "gllisting.h"
 #include "oracle/straightforward_listing.h"
 #include "test_support.h"
 
@@ -27,19 +27,14 @@ std::string Describe(const std::string& Dir, const EntryList& Entries, const std
 }
 
 // The reader as on a file system without entry types, and as for a folder that is not canonical.
-const GLDirectoryListingOptions Untyped{true, true, &TestAccess::CanonicalizePath,
-                                        &TestAccess::FormatFileSize, &TestAccess::FormatModifiedTime};
+const GLListingOptions Untyped{true, true};
 // The route of large folders (radix sort, status queries on a helper thread), taken whatever the size.
-const GLDirectoryListingOptions LargeFolderRoute{
-    true, false, &TestAccess::CanonicalizePath, &TestAccess::FormatFileSize, &TestAccess::FormatModifiedTime,
-    0,    0};
-const GLDirectoryListingOptions ThroughFilesystem{false, false, &TestAccess::CanonicalizePath,
-                                                  &TestAccess::FormatFileSize,
-                                                  &TestAccess::FormatModifiedTime};
+const GLListingOptions LargeFolderRoute{true, false, 0, 0};
+const GLListingOptions ThroughFilesystem{false, false};
 
 // Empty when the panel's refresh (or the reader, given Options) lists Dir exactly as the
 // straightforward route does; otherwise both listings.
-std::string Mismatch(const std::string& Dir, const GLDirectoryListingOptions* Options = nullptr)
+std::string Mismatch(const std::string& Dir, const GLListingOptions* Options = nullptr)
 {
     const auto want = glfd_oracle::ListStraightforwardly(Dir);
     const std::string wanted = Describe(want.Directory, want.Entries, want.Status, want.bStatusAnnounced);
@@ -56,7 +51,7 @@ std::string Mismatch(const std::string& Dir, const GLDirectoryListingOptions* Op
     else // statuses are the panel's: only the entries are compared
     {
         EntryList entries;
-        GLReadDirectoryListing(want.Directory, *Options, entries);
+        GLListFolder(want.Directory, *Options, entries);
         got = Describe(want.Directory, entries, want.Status, want.bStatusAnnounced);
     }
     return got == wanted ? std::string() : "got:\n" + got + "\nwant:\n" + wanted;
@@ -257,7 +252,7 @@ TEST(ListingIdentity, RandomTrees)
     }
     EXPECT_EQ(Mismatch(shared.Root(), &LargeFolderRoute), "");
     EntryList entries;
-    EXPECT_TRUE(GLReadDirectoryListing(shared.Root(), LargeFolderRoute, entries).bRadixOrderKept);
+    EXPECT_TRUE(GLListFolder(shared.Root(), LargeFolderRoute, entries).bRadixOrderKept);
 }
 
 // A refresh writes over the records and rows of the listing before it, skipping what is already

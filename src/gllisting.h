@@ -1,28 +1,24 @@
+// The listing engine's entry point: one folder read into sorted, labelled entries (and table rows).
 #pragma once
 
-// Internal to the panel library (not installed): reads one folder into the panel's listing with
-// one status query per entry, giving byte for byte what the per-entry std::filesystem queries give.
+// Internal to the library (not installed). The engine sits below the panel and knows nothing of
+// it: the panel hands it a folder and the vectors to refill.
 
-#include "glfiledialogpanel.h"
+#include "gllisting_entry.h"
 
-#include <cstdint>
-#include <filesystem>
+#include <cstddef>
 #include <string>
 #include <system_error>
 #include <vector>
 
-// How GLReadDirectoryListing reads a folder, and the panel helpers it defers to for rare entries.
-struct GLDirectoryListingOptions
+// How GLListFolder reads a folder.
+struct GLListingOptions
 {
     // The folder path is canonical, so an entry's path is the folder and the name joined. When
     // false, every entry is resolved and labelled through std::filesystem, one query at a time.
     bool bCanonicalDirectory = true;
     // Treat every entry type as unreported, as on file systems whose readdir gives DT_UNKNOWN.
     bool bIgnoreEntryTypes = false;
-    // The panel's own helpers; the listing calls them wherever its shortcuts could differ.
-    std::string (*CanonicalizePath)(const std::string&) = nullptr;
-    std::string (*FormatFileSize)(std::uintmax_t) = nullptr;
-    std::string (*FormatModifiedTime)(const std::filesystem::file_time_type&) = nullptr;
     // Folders of at least this many entries are sorted by radix on the key prefixes first; the
     // result is identical to the comparison sort's (tests lower it to cover small folders).
     std::size_t RadixSortMinimum = 65536;
@@ -32,7 +28,7 @@ struct GLDirectoryListingOptions
 };
 
 // What reading a folder ran into.
-struct GLDirectoryListingResult
+struct GLListingResult
 {
     // The error that ended the reading early: opening the folder or advancing in it.
     std::error_code Error;
@@ -43,10 +39,13 @@ struct GLDirectoryListingResult
     bool bRadixOrderKept = false;
 };
 
+// Table rows: per entry its name, type, size and modified labels.
+using GLListingRows = std::vector<std::vector<std::string>>;
+
 // Replaces Entries (keeping its storage) by the entries of Directory, labelled and sorted folders
 // first, then by name with every byte passed through tolower, in the order std::sort gives. Rows,
-// when given, is refilled likewise with each entry's name, type, size and modified labels.
-GLDirectoryListingResult GLReadDirectoryListing(const std::string& Directory,
-                                                const GLDirectoryListingOptions& Options,
-                                                std::vector<GLFileDialogPanel::FileEntry>& Entries,
-                                                GLTableModel::RowList* Rows = nullptr);
+// when given, is refilled likewise with each entry's name, type, size and modified labels. A folder
+// that cannot be opened empties Entries and leaves Rows as they were. Only memory exhaustion
+// throws; Entries and Rows are then partly refilled.
+GLListingResult GLListFolder(const std::string& Directory, const GLListingOptions& Options,
+                             std::vector<GLListingEntry>& Entries, GLListingRows* Rows = nullptr);
