@@ -1,6 +1,5 @@
-#pragma once
-
 // A choice among a short list of captions (a drop-down's state), changed by keys or the pointer.
+#pragma once
 
 #include "glwidget.h"
 #include "signalslot.h"

@@ -1,6 +1,5 @@
-#pragma once
-
 // Named file filters: shell-style name patterns matched without regard to ASCII case.
+#pragma once
 
 #include <string>
 #include <string_view>
