@@ -100,7 +100,9 @@ void OnKey(GLFWwindow* Window, int Key, int /*ScanCode*/, int Action, int Mods)
 {
     HostInput& input = InputOf(Window);
     input.bActivity = true;
-    const GLKey key = TranslateKey(Key);
+    // Ctrl+H is the one letter shortcut (hidden entries); letters otherwise arrive as text.
+    const bool bCtrlH = Key == GLFW_KEY_H && (Mods & GLFW_MOD_CONTROL) != 0;
+    const GLKey key = bCtrlH ? GLKey::H : TranslateKey(Key);
     if (Action == GLFW_RELEASE || key == GLKey::None)
     {
         return;

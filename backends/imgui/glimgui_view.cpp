@@ -2,6 +2,7 @@
 
 #include "glbutton.h"
 #include "glchildwindow.h"
+#include "glchoice.h"
 #include "glimgui_text.h"
 #include "gllabel.h"
 #include "gltableview.h"
@@ -131,6 +132,10 @@ void GLImGuiView::Frame(GLWindow& Content, const std::vector<GLImGuiInputEvent>&
         {
             DrawButton(Content, *button);
         }
+        else if (auto* choice = dynamic_cast<GLChoice*>(widget))
+        {
+            DrawChoice(Content, *choice);
+        }
         else if (const auto* label = dynamic_cast<const GLLabel*>(widget))
         {
             DrawLabel(*label);
@@ -203,6 +208,37 @@ void GLImGuiView::DrawButton(GLWindow& Content, GLButton& Button)
     {
         Content.SetFocus(&Button);
         Button.Click();
+    }
+}
+
+void GLImGuiView::DrawChoice(GLWindow& Content, GLChoice& Choice)
+{
+    // The prefix as a label, then a combo box over the rest of the widget's width.
+    const std::string prefix = SanitizeUtf8(Choice.Prefix);
+    const float prefixWidth =
+        prefix.empty() ? 0.0F : ImGui::CalcTextSize(prefix.c_str()).x + ImGui::GetStyle().ItemSpacing.x;
+    if (!prefix.empty())
+    {
+        DrawTextIn(GLRect{Choice.Bounds.X, Choice.Bounds.Y, prefixWidth, Choice.Bounds.Height}, prefix,
+                   false);
+    }
+    ImGui::SetCursorScreenPos(ImVec2(Choice.Bounds.X + prefixWidth, Choice.Bounds.Y));
+    ImGui::SetNextItemWidth(std::max(1.0F, Choice.Bounds.Width - prefixWidth));
+    const std::string preview = SanitizeUtf8(Choice.SelectedText());
+    if (ImGui::BeginCombo("##choice", preview.c_str()))
+    {
+        Content.SetFocus(&Choice);
+        for (int index = 0; index < static_cast<int>(Choice.Items.size()); ++index)
+        {
+            ImGui::PushID(index);
+            const std::string item = SanitizeUtf8(Choice.Items[static_cast<std::size_t>(index)]);
+            if (ImGui::Selectable(item.c_str(), index == Choice.SelectedIndex))
+            {
+                Choice.Choose(index);
+            }
+            ImGui::PopID();
+        }
+        ImGui::EndCombo();
     }
 }
 
@@ -432,7 +468,7 @@ void GLImGuiView::ApplyEvents(GLWindow& Content, const std::vector<GLImGuiInputE
             continue;
         }
         const bool bLeavesField = event.Key == GLKey::Enter || event.Key == GLKey::Escape ||
-                                  event.Key == GLKey::Tab || event.Mods.bAlt;
+                                  event.Key == GLKey::Tab || event.Key == GLKey::H || event.Mods.bAlt;
         if (!bTextMode || bLeavesField)
         {
             Content.HandleKey(event.Key, event.Mods);
@@ -486,6 +522,12 @@ void GLImGuiView::DumpLayout(const GLWindow& Content)
             out << "button";
             rect(button->Bounds);
             out << ' ' << focus << ' ' << EscapeBytes(button->Label) << '\n';
+        }
+        else if (const auto* choice = dynamic_cast<const GLChoice*>(widget))
+        {
+            out << "choice";
+            rect(choice->Bounds);
+            out << ' ' << focus << ' ' << EscapeBytes(choice->SelectedText()) << '\n';
         }
         else if (const auto* label = dynamic_cast<const GLLabel*>(widget))
         {

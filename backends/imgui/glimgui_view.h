@@ -10,6 +10,7 @@
 class GLTableView;
 class GLTextInput;
 class GLButton;
+class GLChoice;
 class GLLabel;
 
 // One keyboard event from the platform, already in the toolkit's terms.
@@ -70,6 +71,7 @@ private:
     void UpdateLayout(GLWindow& Content);
     void DrawLabel(const GLLabel& Label);
     void DrawButton(GLWindow& Content, GLButton& Button);
+    void DrawChoice(GLWindow& Content, GLChoice& Choice);
     void DrawTextInput(GLWindow& Content, GLTextInput& Input);
     void DrawTable(GLWindow& Content, GLTableView& Table);
     void DrawFocusFrame(const GLWindow& Content);
