@@ -74,6 +74,7 @@ void GLFileDialogPanel::OpenAtFinalPath(const fs::path& FinalPath, bool bStable,
         CanonicalDirectoryHint = CurrentDirectory;
     }
     RefreshDirectoryListing();
+    AfterOpenAtPath();
 }
 
 void GLFileDialogPanel::NavigateToPath(const std::string& Path, bool bPreserveFileSelection)

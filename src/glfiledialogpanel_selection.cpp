@@ -62,6 +62,10 @@ void GLFileDialogPanel::SyncSelectionFromTable()
 
 std::vector<std::string> GLFileDialogPanel::GetSelectedFilePaths() const
 {
+    if (bSaveMode)
+    {
+        return SaveModePaths();
+    }
     std::vector<std::string> result;
     if (CurrentMode == SelectionMode::SelectFolder)
     {
@@ -134,6 +138,11 @@ std::string GLFileDialogPanel::GetSelectedFilePath() const
 
 void GLFileDialogPanel::OpenSelectedPath()
 {
+    if (bSaveMode)
+    {
+        AcceptSaveName();
+        return;
+    }
     const std::vector<std::string> paths = GetSelectedFilePaths();
     if (paths.empty())
     {
@@ -173,6 +182,10 @@ void GLFileDialogPanel::SetSelectionMode(SelectionMode Mode)
 void GLFileDialogPanel::SyncSelectionModeLabels()
 {
     if (TitleLabel == nullptr || AcceptButton == nullptr || HintLabel == nullptr)
+    {
+        return;
+    }
+    if (WriteSaveModeLabels())
     {
         return;
     }

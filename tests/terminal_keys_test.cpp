@@ -146,3 +146,29 @@ TEST(TerminalKeys, TruncatedAndGarbageInputNeverLeaksAsText)
         }
     }
 }
+
+TEST(TerminalKeys, CtrlHIsItsOwnKeyUnlessTheTerminalErasesWithIt)
+{
+    const auto first = [](bool bCtrlHIsBackspace)
+    {
+        GLTerminalKeyDecoder decoder(GLTerminalBaseBindings());
+        decoder.bCtrlHIsBackspace = bCtrlHIsBackspace;
+        decoder.PushChar(8);
+        decoder.PushChar(127);
+        GLTerminalEvent event;
+        std::vector<GLTerminalEvent> events;
+        while (decoder.Next(event))
+        {
+            events.push_back(event);
+        }
+        return events;
+    };
+    const std::vector<GLTerminalEvent> distinct = first(false);
+    ASSERT_EQ(distinct.size(), 2U);
+    EXPECT_EQ(distinct[0].Key, GLKey::H);
+    EXPECT_TRUE(distinct[0].Mods.bCtrl);
+    EXPECT_EQ(distinct[1].Key, GLKey::Backspace);
+    const std::vector<GLTerminalEvent> erasing = first(true);
+    ASSERT_EQ(erasing.size(), 2U);
+    EXPECT_EQ(erasing[0].Key, GLKey::Backspace);
+}

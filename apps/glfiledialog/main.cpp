@@ -3,6 +3,7 @@
 
 #include "chooser_options.h"
 #include "glhost.h"
+#include "zenity_options.h"
 
 #if GLFD_HAVE_WINDOW
 #include "window_shell.h"
@@ -22,6 +23,10 @@
 
 #ifndef GLFD_VERSION
 #define GLFD_VERSION "unknown"
+#endif
+// Built as the command named zenity: only zenity's command line is understood.
+#ifndef GLFD_ZENITY_COMMAND
+#define GLFD_ZENITY_COMMAND 0
 #endif
 
 namespace
@@ -114,16 +119,84 @@ GLHostResult RunChooser(ChooserBackend Backend, const std::string& Path, const P
     return RunTerminal(Path, Setup, Error);
 }
 
+// Whether this program runs as zenity: built as that command, or called by that name.
+bool RunsAsZenity(const char* Argv0)
+{
+    if (GLFD_ZENITY_COMMAND != 0)
+    {
+        return true;
+    }
+    return Argv0 != nullptr && std::filesystem::path(Argv0).filename() == "zenity";
+}
+
+// Sets the panel up as the options ask: mode, save, filters, hidden entries, texts.
+void ConfigurePanel(GLFileDialogPanel& Panel, GLChildWindow& Host, const ChooserOptions& Options)
+{
+    Panel.SetSelectionMode(Options.Mode);
+    Panel.SetSaveMode(Options.bSave);
+    if (!Options.Filters.empty())
+    {
+        Panel.SetFileFilters(Options.Filters, 0);
+    }
+    // As desktop choosers do, names beginning with "." start out of sight, one Ctrl+H away.
+    Panel.SetHiddenEntriesToggle(true);
+    Panel.SetShowHiddenEntries(Options.bShowHidden);
+    if (!Options.Title.empty())
+    {
+        Host.Title = Options.Title;
+        Panel.TitleLabel->Text = Options.Title;
+    }
+    if (!Options.AcceptLabel.empty())
+    {
+        Panel.AcceptButton->Label = Options.AcceptLabel;
+    }
+    if (!Options.CancelLabel.empty())
+    {
+        Panel.CancelButton->Label = Options.CancelLabel;
+    }
+}
+
+// Writes the chosen paths as the options ask; false when standard output failed.
+bool PrintChosen(const std::vector<std::string>& Chosen, const ChooserOptions& Options)
+{
+    if (Options.bZenity)
+    {
+        // zenity's form: the paths joined by the separator, then one newline.
+        for (std::size_t i = 0; i < Chosen.size(); ++i)
+        {
+            std::cout << (i == 0 ? "" : Options.Separator) << Chosen[i];
+        }
+        std::cout << '\n';
+    }
+    else
+    {
+        const char terminator = Options.bPrint0 ? '\0' : '\n';
+        for (const std::string& path : Chosen)
+        {
+            std::cout << path << terminator;
+        }
+    }
+    std::cout.flush();
+    return static_cast<bool>(std::cout);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     const std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
-    const ChooserParseResult parsed = ParseChooserArguments(args);
+    const bool bAsZenity = RunsAsZenity(argc > 0 ? argv[0] : nullptr);
+    const ChooserParseResult parsed =
+        bAsZenity || IsZenityFileSelection(args) ? ParseZenityArguments(args) : ParseChooserArguments(args);
+    const char* name = bAsZenity ? "zenity" : "glfiledialog";
     if (!parsed.Error.empty())
     {
-        std::cerr << "glfiledialog: " << parsed.Error << "\n\n" << ChooserUsage();
-        return ExitUsage;
+        std::cerr << name << ": " << parsed.Error << "\n";
+        if (!parsed.Options.bZenity)
+        {
+            std::cerr << "\n" << ChooserUsage();
+        }
+        return parsed.ErrorStatus;
     }
     const ChooserOptions& options = parsed.Options;
     if (options.bHelp)
@@ -133,7 +206,8 @@ int main(int argc, char** argv)
     }
     if (options.bVersion)
     {
-        std::cout << "glfiledialog " << GLFD_VERSION << "\n";
+        // zenity prints the bare number, which callers parse.
+        std::cout << (options.bZenity ? "" : "glfiledialog ") << GLFD_VERSION << "\n";
         return ExitChosen;
     }
 
@@ -150,13 +224,13 @@ int main(int argc, char** argv)
     bool bAccepted = false;
     const PanelSetup setup = [&](GLFileDialogPanel& Panel)
     {
+        ConfigurePanel(Panel, *Panel.HostWindow, options);
         Panel.FilesSelected.connect(
             [&](const std::vector<std::string>& Paths)
             {
                 chosen = Paths;
                 bAccepted = true;
             });
-        Panel.SetSelectionMode(options.Mode);
     };
 
     std::string error;
@@ -164,8 +238,8 @@ int main(int argc, char** argv)
     switch (result)
     {
     case GLHostResult::Unavailable:
-        std::cerr << "glfiledialog: cannot show the dialog: " << error << "\n";
-        return ExitUnavailable;
+        std::cerr << name << ": cannot show the dialog: " << error << "\n";
+        return options.bZenity ? ZenityErrorStatus : ExitUnavailable;
     case GLHostResult::Interrupted:
         return ExitInterrupted;
     case GLHostResult::Finished:
@@ -177,11 +251,5 @@ int main(int argc, char** argv)
     {
         return ExitCancelled;
     }
-    const char terminator = options.bPrint0 ? '\0' : '\n';
-    for (const std::string& path : chosen)
-    {
-        std::cout << path << terminator;
-    }
-    std::cout.flush();
-    return std::cout ? ExitChosen : ExitCancelled;
+    return PrintChosen(chosen, options) ? ExitChosen : ExitCancelled;
 }

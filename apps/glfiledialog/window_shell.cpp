@@ -139,12 +139,13 @@ void OnContentScale(GLFWwindow* Window, float /*X*/, float /*Y*/)
     input.bScaleChanged = true;
 }
 
-// Hands ImGui the queued events, in order, up to the first one that would undo a key change of
-// this frame or press a button a second time; the rest wait for the next frame.
+// Hands ImGui the queued events, in order, up to the first one that would change a key or a button
+// a second time in this frame; the rest wait for the next frame. A click thus spans two frames,
+// so that ImGui sees the button up between two clicks.
 void DeliverInput(GLFWwindow* Window, ShellInput& Input)
 {
     std::set<int> keys;
-    std::set<int> pressed;
+    std::set<int> buttons;
     while (!Input.Events.empty())
     {
         const InputEvent event = Input.Events.front();
@@ -154,7 +155,7 @@ void DeliverInput(GLFWwindow* Window, ShellInput& Input)
         }
         else if (event.What == InputEvent::Type::Button)
         {
-            if (event.Action == GLFW_PRESS && !pressed.insert(event.Code).second)
+            if (!buttons.insert(event.Code).second)
             {
                 break;
             }
@@ -311,6 +312,9 @@ public:
         // The dialog keeps no settings and writes no files.
         io.IniFilename = nullptr;
         io.LogFilename = nullptr;
+        // Desktops take two clicks within about half a second as a double-click; ImGui's 0.3 s
+        // is easily missed when a frame is slow (software rendering on a busy machine).
+        io.MouseDoubleClickTime = 0.5F;
         bPlatform = ImGui_ImplGlfw_InitForOpenGL(Window, false);
         bRenderer = bPlatform && ImGui_ImplOpenGL3_Init("#version 130");
         if (!bRenderer)
@@ -350,6 +354,7 @@ GLHostResult RunWindowChooser(const std::string& Path, const std::function<void(
                               std::string& Error)
 {
     GLImGuiFileDialog dialog(GLImGuiFileDialog::Presentation::FullViewport);
+    Connect(dialog.Panel);
     ShellInput input;
     Session session;
     std::string title = dialog.Host.EffectiveTitle();
@@ -448,7 +453,6 @@ GLHostResult RunWindowChooser(const std::string& Path, const std::function<void(
             --waitDepth;
         });
 
-    Connect(dialog.Panel);
     dialog.Open(Path);
     while (dialog.IsOpen() && dialog.Host.bVisible && !bClosed)
     {

@@ -3,6 +3,7 @@
 
 #include "glbutton.h"
 #include "glchildwindow.h"
+#include "glchoice.h"
 #include "glimgui_fonts.h"
 #include "gllabel.h"
 #include "gltableview.h"
@@ -61,6 +62,21 @@ constexpr ImGuiKey KeypadEnter = ImGuiKey_KeypadEnter;
 constexpr ImGuiKey KeypadEnter = ImGuiKey_KeyPadEnter;
 #endif
 
+// Ctrl+H (hidden entries), the one letter shortcut; letters otherwise arrive as text. Letter keys
+// have ImGuiKey names from 1.87; before, the GLFW and Win32 bindings index them by the letter.
+bool CtrlHPressed()
+{
+    if (!ImGui::GetIO().KeyCtrl)
+    {
+        return false;
+    }
+#if IMGUI_VERSION_NUM >= 18700
+    return ImGui::IsKeyPressed(ImGuiKey_H, false);
+#else
+    return ImGui::IsKeyPressed('H', false);
+#endif
+}
+
 // The keys the widgets understand, as ImGui names them.
 struct KeyMapping
 {
@@ -75,6 +91,7 @@ constexpr KeyMapping Keys[] = {
     {ImGuiKey_Enter, GLKey::Enter},    {KeypadEnter, GLKey::Enter},
     {ImGuiKey_Escape, GLKey::Escape},  {ImGuiKey_Backspace, GLKey::Backspace},
     {ImGuiKey_Delete, GLKey::Delete},  {ImGuiKey_Tab, GLKey::Tab},
+    {ImGuiKey_Tab, GLKey::H}, // checked as Ctrl+H, below
 };
 
 // The field's text as ImGui may hold it: valid UTF-8, each byte that is not as U+FFFD.
@@ -148,16 +165,12 @@ public:
     void Visit(GLButton& Button) override { View.DrawButton(Content, Button); }
     void Visit(GLTextInput& Input) override { View.DrawTextInput(Content, Input); }
     void Visit(GLTableView& Table) override { View.DrawTable(Content, Table); }
+    void Visit(GLChoice& Choice) override { View.DrawChoice(Content, Choice); }
 
 private:
     GLImGuiView& View;
     GLWindow& Content;
 };
-
-namespace
-{
-
-} // namespace
 
 void GLImGuiView::Draw(GLWindow& Content, bool bTakeKeyboard, double NowSeconds)
 {
@@ -276,6 +289,38 @@ void GLImGuiView::DrawButton(GLWindow& Content, GLButton& Button)
         Content.SetFocus(&Button);
         GLButton* pressed = &Button;
         Queued.emplace_back([pressed] { pressed->Click(); });
+    }
+}
+
+void GLImGuiView::DrawChoice(GLWindow& Content, GLChoice& Choice)
+{
+    // The prefix as a label, then a combo box over the rest of the widget's width.
+    const std::string prefix = Prepared(Choice.Prefix, true);
+    const float prefixWidth =
+        prefix.empty() ? 0.0F : ImGui::CalcTextSize(prefix.c_str()).x + ImGui::GetStyle().ItemSpacing.x;
+    if (!prefix.empty())
+    {
+        DrawTextIn(GLRect{Choice.Bounds.X, Choice.Bounds.Y, prefixWidth, Choice.Bounds.Height}, prefix,
+                   false);
+    }
+    ImGui::SetCursorScreenPos(ImVec2(Choice.Bounds.X + prefixWidth, Choice.Bounds.Y));
+    ImGui::SetNextItemWidth(std::max(1.0F, Choice.Bounds.Width - prefixWidth));
+    const std::string preview = Prepared(Choice.SelectedText(), true);
+    if (ImGui::BeginCombo("##choice", preview.c_str()))
+    {
+        Content.SetFocus(&Choice);
+        for (int index = 0; index < static_cast<int>(Choice.Items.size()); ++index)
+        {
+            ImGui::PushID(index);
+            const std::string& item = Prepared(Choice.Items[static_cast<std::size_t>(index)], true);
+            if (ImGui::Selectable(item.c_str(), index == Choice.SelectedIndex))
+            {
+                GLChoice* chosen = &Choice;
+                Queued.emplace_back([chosen, index] { chosen->Choose(index); });
+            }
+            ImGui::PopID();
+        }
+        ImGui::EndCombo();
     }
 }
 
@@ -515,13 +560,13 @@ void GLImGuiView::ApplyKeyboard(GLWindow& Content, double NowSeconds)
     const GLModifiers mods = CurrentModifiers();
     for (const KeyMapping& mapping : Keys)
     {
-        if (!KeyPressed(mapping.ImGuiName))
+        if (mapping.Key == GLKey::H ? !CtrlHPressed() : !KeyPressed(mapping.ImGuiName))
         {
             continue;
         }
         const GLKey key = mapping.Key;
         const bool bLeavesField =
-            key == GLKey::Enter || key == GLKey::Escape || key == GLKey::Tab || mods.bAlt;
+            key == GLKey::Enter || key == GLKey::Escape || key == GLKey::Tab || key == GLKey::H || mods.bAlt;
         Queued.emplace_back(
             [content, key, mods, bLeavesField]
             {

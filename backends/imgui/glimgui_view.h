@@ -12,6 +12,7 @@
 class GLTableView;
 class GLTextInput;
 class GLButton;
+class GLChoice;
 class GLLabel;
 class GLImGuiGlyphs;
 
@@ -70,6 +71,7 @@ private:
     const std::string& Prepared(const std::string& Text, bool bName);
     void DrawTextIn(const GLRect& Box, const std::string& Text, bool bCentre);
     void DrawButton(GLWindow& Content, GLButton& Button);
+    void DrawChoice(GLWindow& Content, GLChoice& Choice);
     void DrawTextInput(GLWindow& Content, GLTextInput& Input);
     void DrawTable(GLWindow& Content, GLTableView& Table);
     void DrawFocusFrame(const GLWindow& Content);
