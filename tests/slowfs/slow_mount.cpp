@@ -10,7 +10,6 @@
 #include <fstream>
 #include <iterator>
 #include <mutex>
-#include <sstream>
 #include <thread>
 
 #include <fcntl.h>
@@ -28,93 +27,57 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
-constexpr auto PollInterval = std::chrono::milliseconds(5);
-constexpr auto MountTimeout = std::chrono::seconds(10);
-constexpr auto ExitTimeout = std::chrono::seconds(3);
 
-std::string ReadWhole(const std::string& Path)
-{
-    std::ifstream in(Path);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-bool InMountTable(pid_t Daemon)
-{
-    // The daemon names its file system after its process id.
-    const std::string marker = " - fuse.glfd_slowfs glfd_slowfs." + std::to_string(Daemon) + " ";
-    std::ifstream mounts("/proc/self/mountinfo");
-    std::string line;
-    while (std::getline(mounts, line))
-    {
-        if (line.find(marker) != std::string::npos)
-        {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Runs Argv and returns its exit status (-1 when it could not run).
-int RunProgram(std::vector<std::string> Argv)
+// Starts Args with its output going to Log; -1 when it could not.
+pid_t Spawn(std::vector<std::string> Args, const std::string& Log)
 {
     std::vector<char*> argv;
-    for (std::string& arg : Argv)
+    for (std::string& arg : Args)
     {
         argv.push_back(arg.data());
     }
     argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, Log.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0644);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
     pid_t pid = -1;
-    if (::posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
-    {
-        return -1;
-    }
-    int status = 0;
-    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR)
-    {
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const int error = ::posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return error == 0 ? pid : -1;
 }
 
 // Waits up to Limit for Pid to end; true (and the status) when it did.
 bool Reap(pid_t Pid, Clock::duration Limit, int& Status)
 {
-    const auto deadline = Clock::now() + Limit;
-    for (;;)
+    for (const auto deadline = Clock::now() + Limit; Clock::now() < deadline;)
     {
         const pid_t done = ::waitpid(Pid, &Status, WNOHANG);
         if (done == Pid || (done < 0 && errno == ECHILD))
         {
             return true;
         }
-        if (Clock::now() >= deadline)
-        {
-            return false;
-        }
-        std::this_thread::sleep_for(PollInterval);
-    }
-}
-
-bool OnPath(const std::string& Name)
-{
-    const char* path = std::getenv("PATH");
-    std::stringstream folders(path != nullptr ? path : "/usr/bin:/bin");
-    std::string folder;
-    while (std::getline(folders, folder, ':'))
-    {
-        if (::access((folder + "/" + Name).c_str(), X_OK) == 0)
-        {
-            return true;
-        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return false;
+}
+
+dev_t DeviceOf(const std::string& Path)
+{
+    struct stat st
+    {
+    };
+    return ::stat(Path.c_str(), &st) == 0 ? st.st_dev : 0;
 }
 
 } // namespace
 
 SlowMount::SlowMount(const std::string& Source, const SlowMountOptions& Options)
 {
-    std::string pattern = (std::getenv("TMPDIR") != nullptr ? std::string(std::getenv("TMPDIR")) : "/tmp") +
-                          "/glfd-slowfs-XXXXXX";
+    const char* tmp = std::getenv("TMPDIR");
+    std::string pattern = std::string(tmp != nullptr ? tmp : "/tmp") + "/glfd-slowfs-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr)
     {
         FailureText = "cannot make a temporary folder: " + std::string(std::strerror(errno));
@@ -124,72 +87,44 @@ SlowMount::SlowMount(const std::string& Source, const SlowMountOptions& Options)
     MountPoint = WorkFolder + "/mnt";
     LogPath = WorkFolder + "/daemon.log";
     ::mkdir(MountPoint.c_str(), 0755);
-
     std::vector<std::string> args = {Program(), Source, MountPoint,
                                      "--stat-delay-ms=" + std::to_string(Options.StatDelayMs),
                                      "--readdir-delay-ms=" + std::to_string(Options.ReaddirDelayMs)};
-    for (const std::string& name : Options.HangStat)
+    for (const auto& [flag, names] : {std::make_pair("--hang-stat=", &Options.HangStat),
+                                      std::make_pair("--hang-readdir=", &Options.HangReaddir),
+                                      std::make_pair("--hang-open=", &Options.HangOpen)})
     {
-        args.push_back("--hang-stat=" + name);
+        for (const std::string& name : *names)
+        {
+            args.push_back(flag + name);
+        }
     }
-    for (const std::string& name : Options.HangReaddir)
+    Daemon = Spawn(args, LogPath);
+    if (Daemon < 0)
     {
-        args.push_back("--hang-readdir=" + name);
-    }
-    for (const std::string& name : Options.HangOpen)
-    {
-        args.push_back("--hang-open=" + name);
-    }
-    std::vector<char*> argv;
-    for (std::string& arg : args)
-    {
-        argv.push_back(arg.data());
-    }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, LogPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0644);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    const int spawned = ::posix_spawn(&Daemon, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0)
-    {
-        Daemon = -1;
-        FailureText = "cannot start " + args[0] + ": " + std::strerror(spawned);
+        FailureText = "cannot start " + args[0];
         return;
     }
-
-    // Ready once the mount is in the table and a status query of its root comes back from it.
-    struct stat parent
-    {
-    };
-    ::stat(WorkFolder.c_str(), &parent);
-    const auto deadline = Clock::now() + MountTimeout;
-    while (!bMounted)
+    // Mounted once the mount point answers from another device than its parent's. Bounded: a
+    // daemon that neither mounts nor ends is given up on after ten seconds.
+    const dev_t parent = DeviceOf(WorkFolder);
+    for (const auto deadline = Clock::now() + std::chrono::seconds(10); !bMounted;
+         std::this_thread::sleep_for(std::chrono::milliseconds(5)))
     {
         int status = 0;
         if (::waitpid(Daemon, &status, WNOHANG) == Daemon)
         {
             Daemon = -1;
-            const std::string said = ReadWhole(LogPath);
-            FailureText = "glfd_slowfs ended before mounting" + (said.empty() ? std::string() : ": " + said);
+            std::ifstream log(LogPath);
+            FailureText = "glfd_slowfs ended before mounting: " +
+                          std::string(std::istreambuf_iterator<char>(log), std::istreambuf_iterator<char>());
             break;
         }
-        struct stat root
-        {
-        };
-        bMounted =
-            InMountTable(Daemon) && ::stat(MountPoint.c_str(), &root) == 0 && root.st_dev != parent.st_dev;
+        bMounted = DeviceOf(MountPoint) != parent;
         if (!bMounted && Clock::now() >= deadline)
         {
             FailureText = "the mount did not answer within 10 s";
             break;
-        }
-        if (!bMounted)
-        {
-            std::this_thread::sleep_for(PollInterval);
         }
     }
     if (!bMounted)
@@ -213,27 +148,31 @@ std::string SlowMount::Unmount()
     std::string how;
     if (Daemon > 0)
     {
-        if (InMountTable(Daemon))
-        {
-            // Lazy, since a hung request keeps the mount busy; the daemon notices it is gone.
-            if (::geteuid() != 0 || ::umount2(MountPoint.c_str(), MNT_DETACH) != 0)
-            {
-                RunProgram({"fusermount3", "-u", "-z", "-q", MountPoint});
-            }
-        }
         int status = 0;
-        if (!Reap(Daemon, ExitTimeout, status))
+        // Lazy, since a hung request keeps the mount busy; the daemon notices it is gone.
+        if (::geteuid() != 0 || ::umount2(MountPoint.c_str(), MNT_DETACH) != 0)
         {
-            how = "needed SIGTERM";
-            ::kill(Daemon, SIGTERM);
-            if (!Reap(Daemon, ExitTimeout, status))
+            const pid_t helper = Spawn({"fusermount3", "-u", "-z", "-q", MountPoint}, "/dev/null");
+            if (helper > 0)
             {
-                how = "needed SIGKILL";
-                ::kill(Daemon, SIGKILL);
-                ::waitpid(Daemon, &status, 0);
+                Reap(helper, std::chrono::seconds(3), status);
             }
         }
-        else if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        for (const auto& [signal, name] :
+             {std::make_pair(SIGTERM, "SIGTERM"), std::make_pair(SIGKILL, "SIGKILL")})
+        {
+            if (Reap(Daemon, std::chrono::seconds(3), status))
+            {
+                break;
+            }
+            how = std::string("needed ") + name;
+            ::kill(Daemon, signal);
+        }
+        if (how == "needed SIGKILL")
+        {
+            ::waitpid(Daemon, &status, 0);
+        }
+        else if (how.empty() && (!WIFEXITED(status) || WEXITSTATUS(status) != 0))
         {
             how = "ended with status " + std::to_string(status);
         }
@@ -267,38 +206,32 @@ std::string SlowMount::UnavailableReason()
     std::call_once(once,
                    []
                    {
+                       const int fuse = ::open("/dev/fuse", O_RDWR | O_CLOEXEC);
+                       std::string empty = "/tmp/glfd-slowfs-probe-XXXXXX";
                        if (::access(Program().c_str(), X_OK) != 0)
                        {
                            reason = "the slow file system program " + Program() + " is missing";
-                           return;
                        }
-                       const int fuse = ::open("/dev/fuse", O_RDWR | O_CLOEXEC);
-                       if (fuse < 0)
+                       else if (fuse < 0)
                        {
-                           reason = "cannot open /dev/fuse (" + std::string(std::strerror(errno)) +
-                                    "): FUSE is not available here";
-                           return;
+                           reason = "cannot open /dev/fuse: FUSE is not available here";
                        }
-                       ::close(fuse);
-                       if (::geteuid() != 0 && !OnPath("fusermount3"))
-                       {
-                           reason = "fusermount3 is not installed (Debian package fuse3)";
-                           return;
-                       }
-                       std::string empty = "/tmp/glfd-slowfs-probe-XXXXXX";
-                       if (::mkdtemp(empty.data()) == nullptr)
+                       else if (::mkdtemp(empty.data()) == nullptr)
                        {
                            reason = "cannot make a temporary folder";
-                           return;
                        }
+                       else
                        {
+                           // Also covers a missing fusermount3 (Debian package fuse3) when not root.
                            SlowMount probe(empty, {});
-                           if (!probe.IsMounted())
-                           {
-                               reason = "cannot mount FUSE here: " + probe.Failure();
-                           }
+                           reason = probe.IsMounted() ? "" : "cannot mount FUSE here: " + probe.Failure();
+                           probe.Unmount();
+                           ::rmdir(empty.c_str());
                        }
-                       ::rmdir(empty.c_str());
+                       if (fuse >= 0)
+                       {
+                           ::close(fuse);
+                       }
                    });
     return reason;
 }
