@@ -545,7 +545,7 @@ def scenario_no_display(ctx):
 
 # --- a mount that never answers -----------------------------------------------------------------
 
-SLOW_MOUNT_SH = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "slowfs", "slow_mount.sh")
+SLOW_MOUNT_SH = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tools", "slowfs", "slow_mount.sh")
 
 
 def hung_mount(ctx):

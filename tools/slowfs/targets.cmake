@@ -12,7 +12,7 @@ if(NOT GLFD_FUSE3_FOUND)
 endif()
 
 find_package(Threads REQUIRED)
-add_executable(glfd_slowfs ${PROJECT_SOURCE_DIR}/tools/slowfs/glfd_slowfs.cpp)
+add_executable(glfd_slowfs ${CMAKE_CURRENT_LIST_DIR}/glfd_slowfs.cpp)
 target_link_libraries(glfd_slowfs PRIVATE PkgConfig::GLFD_FUSE3 Threads::Threads glfd_warnings)
 # Clang 14 defaults to C++14, where the two would not compile.
 target_compile_features(glfd_slowfs PRIVATE cxx_std_17)
