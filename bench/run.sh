@@ -23,5 +23,5 @@ echo "temp folder $tmp on $(findmnt -n -o FSTYPE -T "$tmp" | head -1); /dev/shm 
 # ---- Slow mount: floor, 16 queries in flight, panel and peers at 2,100 and 20,000 entries ----------
 if [[ -x "$build/bench/glfd_slow_mount_bench" ]]; then "$build/bench/glfd_slow_mount_bench"; fi
 
-# ---- Frame time (window backend, 100 vs 1,000,000 rows): runs once its owner adds it ----------
+# ---- Frame time (the ImGui component, 100 vs 1,000,000 rows) ---------------------------------
 if [[ -x "$build/bench/glfd_frame_bench" ]]; then "$build/bench/glfd_frame_bench"; fi

@@ -18,6 +18,21 @@ install(TARGETS glfiledialog EXPORT glfiledialogTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/glfiledialog)
 install(EXPORT glfiledialogTargets NAMESPACE glfiledialog:: DESTINATION ${GLFD_CMAKE_DIR})
+# The ImGui component, when built against the system's ImGui: its own export set, loaded by the
+# package's config file when the component "imgui" is asked for, and its own pkg-config module.
+get_property(GLFD_IMGUI_INSTALLABLE GLOBAL PROPERTY GLFD_IMGUI_INSTALLABLE)
+if(TARGET glfd_imgui AND GLFD_IMGUI_INSTALLABLE)
+  install(TARGETS glfd_imgui EXPORT glfiledialogImGuiTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/glfiledialog)
+  install(EXPORT glfiledialogImGuiTargets NAMESPACE glfiledialog:: DESTINATION ${GLFD_CMAKE_DIR})
+  set(GLFD_HAVE_IMGUI_COMPONENT ON)
+else()
+  set(GLFD_HAVE_IMGUI_COMPONENT OFF)
+endif()
+
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/glfiledialogConfig.cmake.in
   ${PROJECT_BINARY_DIR}/glfiledialogConfig.cmake INSTALL_DESTINATION ${GLFD_CMAKE_DIR})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/glfiledialogConfigVersion.cmake
@@ -33,3 +48,7 @@ file(RELATIVE_PATH GLFD_PC_LIBDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FUL
 file(RELATIVE_PATH GLFD_PC_INCLUDEDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/glfiledialog.pc.in ${PROJECT_BINARY_DIR}/glfiledialog.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/glfiledialog.pc DESTINATION ${GLFD_PKGCONFIG_DIR})
+if(GLFD_HAVE_IMGUI_COMPONENT)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/glfiledialog-imgui.pc.in ${PROJECT_BINARY_DIR}/glfiledialog-imgui.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/glfiledialog-imgui.pc DESTINATION ${GLFD_PKGCONFIG_DIR})
+endif()

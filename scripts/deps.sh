@@ -5,10 +5,15 @@
 #   scripts/deps.sh bench  build and run the benchmarks
 set -euo pipefail
 
-run_pkgs=(g++ cmake ninja-build pkg-config libimgui-dev libglfw3-dev libgl-dev libncurses-dev fonts-dejavu-core)
-# fuse3 and libfuse3-dev: the slow and hung mounts of the tests and the benchmark.
-test_pkgs=("${run_pkgs[@]}" clang libgtest-dev libgmock-dev xvfb xauth libgl1-mesa-dri xdotool x11-utils
-           imagemagick tmux procps python3 clang-format clang-tidy git unicode-data fuse3 libfuse3-dev)
+run_pkgs=(g++ cmake ninja-build pkg-config libimgui-dev libglfw3-dev libgl-dev libncurses-dev libfontconfig-dev
+          libfreetype-dev fontconfig fonts-dejavu-core)
+# libclang-rt-14-dev holds Clang's sanitizer and libFuzzer runtimes (only recommended by clang);
+# strace watches the chooser for writes; fuse3 and libfuse3-dev: the slow and hung mounts of the
+# tests and the benchmark; fonts-noto-cjk and fonts-symbola: names in every script (CJK and
+# monochrome emoji fallback fonts); binutils: the packaging test reads the component's links.
+test_pkgs=("${run_pkgs[@]}" clang libclang-rt-14-dev libgtest-dev libgmock-dev xvfb xauth libgl1-mesa-dri xdotool
+           x11-utils imagemagick tmux strace procps python3 clang-format clang-tidy git unicode-data fuse3
+           libfuse3-dev binutils fonts-noto-cjk fonts-symbola)
 bench_pkgs=("${run_pkgs[@]}" libbenchmark-dev fuse3 libfuse3-dev)
 
 set -- "${1:-run}"

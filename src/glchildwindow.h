@@ -1,3 +1,4 @@
+// The platform window that hosts a GLWindow's content: its title and whether it is shown.
 #pragma once
 
 #include "glwindow.h"

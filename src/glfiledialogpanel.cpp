@@ -42,6 +42,7 @@ GLFileDialogPanel::GLFileDialogPanel()
     bHideHostOnFinish = true;
     SyncSelectionModeLabels();
     WireEvents();
+    CreateExtensionWidgets();
     SetFocus(FileTable);
     Layout();
 }
@@ -269,7 +270,7 @@ void GLFileDialogPanel::Layout()
     // Below the table: hint, status, buttons. When the table would not fit its header and
     // one row, the hint is hidden and its line goes to the table.
     const float bottom = Bounds.Y + Bounds.Height - gap;
-    const float statusAndButtons = 2.0F * line + gap;
+    const float statusAndButtons = 2.0F * line + gap + ExtensionRowsHeight(width, buttonWidth, hgap);
     const bool bHint = HintLabel != nullptr && bottom - top - statusAndButtons - gap >= 3.0F * line + gap;
     if (HintLabel != nullptr)
     {
@@ -281,14 +282,14 @@ void GLFileDialogPanel::Layout()
 
     // Stacked downwards from the table, so that a panel too short for everything pushes the
     // last rows past its edge rather than over each other.
-    float y = top + tableHeight + gap;
+    float y = PlaceNameRow(left, top + tableHeight + gap, width);
     if (bHint)
     {
         place(HintLabel, left, y, width, line);
         y += line + gap;
     }
     place(StatusLabel, left, y, width, line);
-    y += line + gap;
+    y = PlaceOptionRow(left, y + line + gap, width, buttonWidth, hgap);
     place(AcceptButton, left + width - buttonWidth, y, buttonWidth, line);
     place(CancelButton, left + width - 2.0F * buttonWidth - hgap, y, buttonWidth, line);
 

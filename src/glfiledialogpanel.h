@@ -3,6 +3,8 @@
 
 #include "glbutton.h"
 #include "glchildwindow.h"
+#include "glchoice.h"
+#include "glfilefilter.h"
 #include "gllabel.h"
 #include "gllisting_entry.h"
 #include "gltablemodel.h"
@@ -65,6 +67,8 @@ public:
     // window is closed or the program interrupted): the call reads as one that failed, and so
     // does every further one of the operation that waited.
     void AbandonWait() override;
+    // Routes a key as every window does; Ctrl+H and Escape during a question are handled first.
+    bool HandleKey(GLKey Key, GLModifiers Mods) override;
 
     // Acceptance: every chosen path, then the first one.
     Signal<std::string> FileSelected;
@@ -100,6 +104,51 @@ public:
     bool bSyncingLocationInput = false;
     // The selection mode in force.
     SelectionMode CurrentMode = SelectionMode::OpenFile;
+
+    // ---------------------------------------------------------------------------------------
+    // Extensions: filters, a save mode and hidden entries. Each is off until the owner turns it
+    // on; while all are off the panel lists, shows, says and signals exactly what it would
+    // without them.
+
+    // Offers these filters in the selector with the given one active (clamped); files the active
+    // filter does not match are not listed, folders always are. An empty list ends filtering.
+    void SetFileFilters(std::vector<GLFileFilter> Filters, int ActiveIndex = 0);
+    // Makes another filter active, as the selector does; re-lists without re-reading the folder.
+    void SetActiveFileFilter(int Index);
+    // The filters offered.
+    const std::vector<GLFileFilter>& GetFileFilters() const { return FileFilters; }
+    // Index of the active filter; -1 without filters.
+    int GetActiveFileFilter() const { return ActiveFileFilter; }
+
+    // Save mode: the user picks a folder and types a name; acceptance delivers folder + name,
+    // after asking inside the dialog when that file exists. The panel never creates the file.
+    void SetSaveMode(bool bSave);
+    // Whether save mode is on.
+    bool IsSaveMode() const { return bSaveMode; }
+    // Puts a name into the save field (the name the user starts from).
+    void SetDefaultFileName(const std::string& Name);
+    // Appended to a saved name without an extension when the active filter names none ("pdf" or
+    // ".pdf"; empty for none).
+    void SetDefaultExtension(const std::string& Extension);
+    // Whether the dialog is asking to replace an existing file.
+    bool IsAskingToReplace() const { return !PendingReplacePath.empty(); }
+
+    // Lists names beginning with "." (true, the default) or leaves them out.
+    void SetShowHiddenEntries(bool bShow);
+    // Whether names beginning with "." are listed.
+    bool GetShowHiddenEntries() const { return bShowHiddenEntries; }
+    // Flips SetShowHiddenEntries; what the toggle button and Ctrl+H do.
+    void ToggleHiddenEntries();
+    // Offers the user the toggle (a button showing the state, and Ctrl+H); off by default.
+    void SetHiddenEntriesToggle(bool bOffered);
+
+    // The extensions' widgets; each is shown only while its extension is on.
+    GLChoice* FilterChoice = nullptr;
+    GLButton* HiddenButton = nullptr;
+    GLLabel* NameLabel = nullptr;
+    GLTextInput* NameInput = nullptr;
+    GLButton* BackButton = nullptr;
+    GLButton* ReplaceButton = nullptr;
 
 private:
     friend struct GLFileDialogPanelTestAccess;
@@ -164,4 +213,39 @@ private:
     // What the user asked for during a wait, and whether it ends the dialog (which wins).
     std::function<void()> DeferredAction;
     bool bDeferredEndsDialog = false;
+
+    // Extensions (glfiledialogpanel_options.cpp, glfiledialogpanel_save.cpp).
+    struct SaveTarget;
+    void CreateExtensionWidgets();
+    void BeginListingForExtensions();
+    void FilterListing(GLTableModel::RowList* Rows);
+    void ReapplyFilters();
+    bool PassesExtensions(const FileEntry& Entry) const;
+    bool AnyEntryFilter() const;
+    float ExtensionRowsHeight(float Width, float ButtonWidth, float Gap) const;
+    float PlaceNameRow(float Left, float Top, float Width);
+    float PlaceOptionRow(float Left, float Top, float Width, float ButtonWidth, float Gap);
+    float OptionWidths(float& FilterWidth, float& HiddenWidth) const;
+    bool WriteSaveModeLabels();
+    void AfterOpenAtPath();
+    SaveTarget ResolveSaveTarget() const;
+    std::vector<std::string> SaveModePaths() const;
+    void AcceptSaveName();
+    void DeliverSavePath(const std::string& Path);
+    void AskToReplace(const std::string& Path);
+    void EndReplaceQuestion(bool bFocusName);
+    void NavigateFromSaveName(const std::string& Folder);
+
+    std::vector<GLFileFilter> FileFilters;
+    int ActiveFileFilter = -1;
+    bool bShowHiddenEntries = true;
+    bool bHiddenToggleOffered = false;
+    bool bSaveMode = false;
+    std::string DefaultSaveExtension;
+    // While asking to replace: the path that Replace delivers.
+    std::string PendingReplacePath;
+    // The listing as read, while Entries holds only what the extensions let through, so that a
+    // change of filter re-lists without reading the folder again (otherwise spare records).
+    std::vector<FileEntry> UnfilteredEntries;
+    bool bListingFiltered = false;
 };

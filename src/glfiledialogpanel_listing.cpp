@@ -119,6 +119,7 @@ void GLFileDialogPanel::EnsureUiUpToDate()
         return;
     }
     bNeedsRefresh = false;
+    BeginListingForExtensions();
     const std::string canonicalHint = std::exchange(CanonicalDirectoryHint, std::string());
 
     if (CurrentDirectory.empty())
@@ -197,9 +198,13 @@ void GLFileDialogPanel::EnsureUiUpToDate()
         bBrowseStatusEmit = true;
         RebuildTableModel();
     }
-    else if (TableModel)
+    else
     {
-        SelectRowOfSelectedPath(*this);
+        FilterListing(TableModel ? &TableModel->EditRows() : nullptr);
+        if (TableModel)
+        {
+            SelectRowOfSelectedPath(*this);
+        }
     }
     rowsGuard.Dismiss();
 

@@ -156,6 +156,7 @@ void GLFileDialogPanel::OpenAtLanding(const std::string& FinalPath, bool bFolder
         CanonicalDirectoryHint = CurrentDirectory;
     }
     RefreshDirectoryListing();
+    AfterOpenAtPath();
 }
 
 void GLFileDialogPanel::NavigateToPath(const std::string& Path, bool bPreserveFileSelection)

@@ -63,6 +63,10 @@ void GLFileDialogPanel::SyncSelectionFromTable()
 
 std::vector<std::string> GLFileDialogPanel::GetSelectedFilePaths() const
 {
+    if (bSaveMode)
+    {
+        return SaveModePaths();
+    }
     std::vector<std::string> result;
     if (CurrentMode == SelectionMode::SelectFolder)
     {
@@ -151,6 +155,11 @@ std::string GLFileDialogPanel::GetSelectedFilePath() const
 
 void GLFileDialogPanel::OpenSelectedPath()
 {
+    if (bSaveMode)
+    {
+        AcceptSaveName();
+        return;
+    }
     const std::vector<std::string> paths = GetSelectedFilePaths();
     if (paths.empty())
     {
@@ -190,6 +199,10 @@ void GLFileDialogPanel::SetSelectionMode(SelectionMode Mode)
 void GLFileDialogPanel::SyncSelectionModeLabels()
 {
     if (TitleLabel == nullptr || AcceptButton == nullptr || HintLabel == nullptr)
+    {
+        return;
+    }
+    if (WriteSaveModeLabels())
     {
         return;
     }

@@ -14,6 +14,7 @@ public:
     void Visit(const GLButton& /*Button*/) override { Found = GLWidgetKind::Button; }
     void Visit(const GLTextInput& /*Input*/) override { Found = GLWidgetKind::TextInput; }
     void Visit(const GLTableView& /*Table*/) override { Found = GLWidgetKind::Table; }
+    void Visit(const GLChoice& /*Choice*/) override { Found = GLWidgetKind::Choice; }
 };
 
 } // namespace

@@ -7,6 +7,7 @@ class GLLabel;
 class GLButton;
 class GLTextInput;
 class GLTableView;
+class GLChoice;
 
 // A rectangle in the host's units (pixels for a window, cells for a terminal).
 struct GLRect
@@ -40,6 +41,9 @@ enum class GLKey : std::int32_t
     Backspace,
     Delete,
     Tab,
+    // The H key as a shortcut: backends send it only with Ctrl held (Ctrl+H shows or hides
+    // hidden entries); typed letters arrive as text.
+    H,
 };
 
 // Modifier keys held during an input event.
@@ -65,6 +69,7 @@ enum class GLWidgetKind : std::int32_t
     Button,
     TextInput,
     Table,
+    Choice,
 };
 
 // Typed access to a widget without casts: override Visit for the kinds you handle.
@@ -80,6 +85,8 @@ public:
     virtual void Visit(GLTextInput& /*Input*/) {}
     // Called for a table view.
     virtual void Visit(GLTableView& /*Table*/) {}
+    // Called for a choice.
+    virtual void Visit(GLChoice& /*Choice*/) {}
 };
 
 // The read-only counterpart of GLWidgetVisitor.
@@ -95,6 +102,8 @@ public:
     virtual void Visit(const GLTextInput& /*Input*/) {}
     // Called for a table view.
     virtual void Visit(const GLTableView& /*Table*/) {}
+    // Called for a choice.
+    virtual void Visit(const GLChoice& /*Choice*/) {}
 };
 
 // Base of every toolkit widget: where it is, whether it is shown, whether it takes focus.

@@ -2,6 +2,7 @@
 #include "glwindow.h"
 
 #include "glbutton.h"
+#include "glchoice.h"
 #include "gllabel.h"
 #include "gltableview.h"
 #include "gltextinput.h"
@@ -50,6 +51,7 @@ public:
     void Visit(const GLLabel& Label) override { Line("label", Label, Label.Text); }
     void Visit(const GLButton& Button) override { Line("button", Button, Button.Label); }
     void Visit(const GLTextInput& Input) override { Line("input", Input, Input.Text); }
+    void Visit(const GLChoice& Choice) override { Line("choice", Choice, Choice.SelectedText()); }
     void Visit(const GLTableView& Table) override
     {
         Out << "table";
@@ -118,6 +120,17 @@ public:
         bTaken = true;
     }
     void Visit(GLLabel& /*Label*/) override { bKnown = true; }
+    // Each press steps to the next item, wrapping, as a drop-down in a terminal can.
+    void Visit(GLChoice& Choice) override
+    {
+        bKnown = true;
+        if (Choice.AcceptsFocus())
+        {
+            Window.SetFocus(&Choice);
+            Choice.Step(false, true);
+            bTaken = true;
+        }
+    }
     void Visit(GLTableView& Table) override
     {
         bKnown = true;
@@ -151,6 +164,11 @@ public:
     {
         Table.ScrollBy(Rows);
         bTaken = true;
+    }
+    void Visit(GLChoice& Choice) override
+    {
+        Choice.Step(Rows < 0, false);
+        bTaken = Rows != 0;
     }
 
 private:

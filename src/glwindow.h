@@ -57,15 +57,17 @@ public:
     GLWidget* WidgetAt(float X, float Y) const;
     // A pointer press at a point, for hosts that hit-test with the toolkit's geometry (tables
     // drawing rows Metrics.LineHeight apart): focuses what was pressed when it takes focus,
-    // presses a table row (a press on the header line does nothing) and clicks a button. Returns
+    // presses a table row (a press on the header line does nothing), clicks a button and steps a
+    // choice to its next item. Returns
     // whether a widget took the press.
     bool PointerPress(float X, float Y, int ClickCount, GLModifiers Mods);
-    // The wheel over a point: scrolls a table there by Rows. Returns whether one scrolled.
+    // The wheel over a point: scrolls a table there by Rows, or steps a choice. Returns whether
+    // one moved.
     bool PointerWheel(float X, float Y, int Rows);
     // Text describing every shown widget and every visible table row, one per line, for
-    // end-to-end drivers: "window W H", then "KIND X Y W H FOCUS TEXT" for labels, buttons and
-    // inputs, "table X Y W H FOCUS ROWS" followed by "row N X Y W H MARKS NAME" (MARKS: s
-    // selected, f focused, - neither). Texts have every byte outside printable ASCII, and the
+    // end-to-end drivers: "window W H", then "KIND X Y W H FOCUS TEXT" for labels, buttons,
+    // inputs and choices (their chosen item), "table X Y W H FOCUS ROWS" followed by "row N X Y W H MARKS
+    // NAME" (MARKS: s selected, f focused, - neither). Texts have every byte outside printable ASCII, and the
     // backslash, written as \xNN. DrawnRows gives the rows a backend drew; left empty, the rows
     // come from the table's own geometry (VisibleRows with Metrics.LineHeight).
     std::string

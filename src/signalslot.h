@@ -1,3 +1,4 @@
+// Signals and slots: synchronous callbacks run in the order they were connected.
 #pragma once
 
 #include <functional>

@@ -17,6 +17,24 @@ glfd_add_packaging_test(pkg-config ${PROJECT_VERSION})
 glfd_add_packaging_test(add_subdirectory)
 glfd_add_packaging_test(fetchcontent)
 set_tests_properties(packaging.install PROPERTIES FIXTURES_SETUP glfd_installed)
+
+# An ImGui application of its own, built against the installed component, then driven on a
+# virtual X server: modal and non-modal.
+if(TARGET glfd_imgui)
+  glfd_add_packaging_test(imgui)
+  set_tests_properties(packaging.imgui PROPERTIES FIXTURES_REQUIRED glfd_installed FIXTURES_SETUP glfd_imgui_consumer)
+  find_package(Python3 COMPONENTS Interpreter)
+  if(Python3_Interpreter_FOUND)
+    foreach(scenario modal window)
+      add_test(NAME imgui_consumer.${scenario}
+        COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/e2e/imgui_consumer_test.py
+                --program ${GLFD_PACKAGING_DIR}/imgui_consumer/consumer --artifacts ${CMAKE_BINARY_DIR}/e2e-artifacts
+                ${scenario})
+      set_tests_properties(imgui_consumer.${scenario} PROPERTIES LABELS "packaging;e2e;window"
+        FIXTURES_REQUIRED glfd_imgui_consumer SKIP_RETURN_CODE 77 TIMEOUT 120)
+    endforeach()
+  endif()
+endif()
 set_tests_properties(packaging.find_package packaging.missing_header packaging.pkg-config
   PROPERTIES FIXTURES_REQUIRED glfd_installed)
 

@@ -1,5 +1,5 @@
 # The slow FUSE file system and its own check (label "slowfs"); skipped where FUSE cannot mount.
-include(${CMAKE_CURRENT_SOURCE_DIR}/slowfs/targets.cmake)
+include(${PROJECT_SOURCE_DIR}/tools/slowfs/targets.cmake)
 if(TARGET glfd_slowfs)
   add_executable(glfd_slowfs_test slowfs/slowfs_test.cpp)
   target_link_libraries(glfd_slowfs_test PRIVATE glfd_slow_mount glfd_test_support GTest::gtest_main glfd_warnings)

@@ -25,8 +25,9 @@ std::string Describe(const std::vector<GLTerminalEvent>& Events)
         text += Mods.bAlt ? " A" : "";
         return text;
     };
-    static const char* const Names[] = {"None", "Up",  "Down",  "Left",   "Right",     "PageUp", "PageDown",
-                                        "Home", "End", "Enter", "Escape", "Backspace", "Delete", "Tab"};
+    static const char* const Names[] = {"None",   "Up",        "Down",   "Left", "Right",
+                                        "PageUp", "PageDown",  "Home",   "End",  "Enter",
+                                        "Escape", "Backspace", "Delete", "Tab",  "H"};
     for (const GLTerminalEvent& event : Events)
     {
         out += out.empty() ? "" : "; ";
@@ -54,6 +55,16 @@ std::string Describe(const std::vector<GLTerminalEvent>& Events)
 std::string Decode(const std::string& Bytes)
 {
     return Describe(GLDecodeTerminalBytes(Bytes, GLTerminalBaseBindings()));
+}
+
+std::string Drain(GLTerminalKeyDecoder& Decoder)
+{
+    std::vector<GLTerminalEvent> events;
+    for (GLTerminalEvent event; Decoder.Next(event);)
+    {
+        events.push_back(event);
+    }
+    return Describe(events);
 }
 
 } // namespace
@@ -88,12 +99,7 @@ TEST(TerminalKeys, XtermModifierParametersAndAltPrefixes)
     decoder.PushKeyCode(KEY_F(5)); // unbound
     decoder.PushChar(27);
     decoder.Flush();
-    std::vector<GLTerminalEvent> events;
-    for (GLTerminalEvent event; decoder.Next(event);)
-    {
-        events.push_back(event);
-    }
-    EXPECT_EQ(Describe(events), "Up A; Tab S; Escape");
+    EXPECT_EQ(Drain(decoder), "Up A; Tab S; Escape");
 }
 
 TEST(TerminalKeys, MouseReportsInSgrAndX10Forms)
@@ -112,24 +118,22 @@ TEST(TerminalKeys, MouseReportsInSgrAndX10Forms)
     GLTerminalClickCounter counter;
     GLTerminalMouse press;
     press.Button = 1;
-    EXPECT_EQ(counter.Press(press, 10.0), 1);
-    EXPECT_EQ(counter.Press(press, 10.2), 2);
-    EXPECT_EQ(counter.Press(press, 10.3), 3);
-    EXPECT_EQ(counter.Press(press, 11.0), 1); // too late
+    std::vector<int> counts;
+    for (const double time : {10.0, 10.2, 10.3, 11.0}) // the last too late
+    {
+        counts.push_back(counter.Press(press, time));
+    }
     press.Column = 1;
-    EXPECT_EQ(counter.Press(press, 11.1), 1); // another cell
+    counts.push_back(counter.Press(press, 11.1)); // another cell
+    EXPECT_EQ(counts, (std::vector<int>{1, 2, 3, 1, 1}));
 }
 
 TEST(TerminalKeys, TruncatedAndGarbageInputNeverLeaksAsText)
 {
     // Cut short: the sequence is dropped, and what follows decodes normally.
-    EXPECT_EQ(Decode("\x1b["), "");
-    EXPECT_EQ(Decode("\x1b[1;"), "");
-    EXPECT_EQ(Decode("\x1b[M!"), "");
+    EXPECT_EQ(Decode("\x1b[") + Decode("\x1b[1;") + Decode("\x1b[M!"), "");
     EXPECT_EQ(Decode("\x1b[1\xc3\xa9x"), "'x'");
-    EXPECT_EQ(Decode("\x1b[1\x01"
-                     "b"),
-              "'b'");
+    EXPECT_EQ(Decode(std::string("\x1b[1\x01") + "b"), "'b'");
     // Overlong parameters and runaway sequences end without typing their bytes.
     EXPECT_EQ(Decode("\x1b[99999999999999999999A"), "Up");
     EXPECT_EQ(Decode("\x1b[" + std::string(100, '1') + "z"), "");
@@ -144,5 +148,17 @@ TEST(TerminalKeys, TruncatedAndGarbageInputNeverLeaksAsText)
                 EXPECT_NE(event.Kind, GLTerminalEvent::Type::Text) << byte << ' ' << prefix + 1;
             }
         }
+    }
+}
+
+TEST(TerminalKeys, CtrlHIsItsOwnKeyUnlessTheTerminalErasesWithIt)
+{
+    for (const bool bErases : {false, true})
+    {
+        GLTerminalKeyDecoder decoder(GLTerminalBaseBindings());
+        decoder.bCtrlHIsBackspace = bErases;
+        decoder.PushChar(8);
+        decoder.PushChar(127);
+        EXPECT_EQ(Drain(decoder), bErases ? "Backspace; Backspace" : "H C; Backspace");
     }
 }

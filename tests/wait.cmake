@@ -1,5 +1,5 @@
 # The panel waiting on mounts that never answer (label "slowfs"; skipped where FUSE cannot mount).
-include(${CMAKE_CURRENT_SOURCE_DIR}/slowfs/targets.cmake)
+include(${PROJECT_SOURCE_DIR}/tools/slowfs/targets.cmake)
 if(TARGET glfd_slow_mount)
   add_executable(glfd_wait_test wait_test.cpp)
   target_link_libraries(glfd_wait_test PRIVATE glfd_slow_mount glfd_test_support GTest::gtest_main glfd_warnings)

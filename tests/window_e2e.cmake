@@ -1,16 +1,10 @@
 # End-to-end tests of the chooser's window, run on a private virtual X server. Each scenario is one
 # ctest test (label "e2e"); they skip when Xvfb or xdotool is missing. Screenshots land in
 # e2e-artifacts/ of the build folder.
-if(TARGET glfd_imgui)
-  # The backend's text helpers, which keep file names that are not UTF-8 from reaching ImGui.
-  glfd_add_test(window_text_test e2e/window_text_test.cpp)
-  target_link_libraries(window_text_test PRIVATE glfd_imgui)
-endif()
-
 if(TARGET glfiledialog_app AND TARGET glfd_imgui)
   find_package(Python3 COMPONENTS Interpreter)
   if(Python3_Interpreter_FOUND)
-    set(GLFD_WINDOW_SCENARIOS open_file multiple folder escape close typed_path keyboard names large_folder scaled
+    set(GLFD_WINDOW_SCENARIOS open_file multiple folder escape close typed_path keyboard names scripts large_folder scaled
         no_display)
     foreach(scenario IN LISTS GLFD_WINDOW_SCENARIOS)
       add_test(NAME window_e2e.${scenario}

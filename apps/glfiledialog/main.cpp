@@ -3,9 +3,10 @@
 
 #include "chooser_options.h"
 #include "glhost.h"
+#include "zenity_options.h"
 
 #if GLFD_HAVE_WINDOW
-#include "glimgui_host.h"
+#include "window_shell.h"
 #endif
 #if GLFD_HAVE_TERMINAL
 #include "glterminal_host.h"
@@ -14,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <string>
 #include <system_error>
@@ -21,6 +23,10 @@
 
 #ifndef GLFD_VERSION
 #define GLFD_VERSION "unknown"
+#endif
+// Built as the command named zenity: only zenity's command line is understood.
+#ifndef GLFD_ZENITY_COMMAND
+#define GLFD_ZENITY_COMMAND 0
 #endif
 
 namespace
@@ -48,23 +54,33 @@ bool HasDisplay()
     return false;
 }
 
-GLHostResult RunWindow(GLChildWindow& Host, std::string& Error)
+// Connects a panel to the chooser's result and sets its mode.
+using PanelSetup = std::function<void(GLFileDialogPanel&)>;
+
+GLHostResult RunWindow(const std::string& Path, const PanelSetup& Setup, std::string& Error)
 {
 #if GLFD_HAVE_WINDOW
-    return RunImGuiHost(Host, Error);
+    return RunWindowChooser(Path, Setup, Error);
 #else
-    (void)Host;
+    (void)Path;
+    (void)Setup;
     Error = "this build has no window support";
     return GLHostResult::Unavailable;
 #endif
 }
 
-GLHostResult RunTerminal(GLChildWindow& Host, std::string& Error)
+GLHostResult RunTerminal(const std::string& Path, const PanelSetup& Setup, std::string& Error)
 {
 #if GLFD_HAVE_TERMINAL
-    return RunTerminalHost(Host, Error);
+    GLFileDialogPanel panel;
+    GLChildWindow host;
+    host.SetContent(&panel);
+    Setup(panel);
+    panel.OpenAtPath(Path);
+    return RunTerminalHost(host, Error);
 #else
-    (void)Host;
+    (void)Path;
+    (void)Setup;
     Error = "this build has no terminal support";
     return GLHostResult::Unavailable;
 #endif
@@ -72,14 +88,15 @@ GLHostResult RunTerminal(GLChildWindow& Host, std::string& Error)
 
 // Runs the dialog with the backend the options ask for; Auto prefers a window when a
 // display is set and falls back to the terminal.
-GLHostResult RunChooser(ChooserBackend Backend, GLChildWindow& Host, std::string& Error)
+GLHostResult RunChooser(ChooserBackend Backend, const std::string& Path, const PanelSetup& Setup,
+                        std::string& Error)
 {
     switch (Backend)
     {
     case ChooserBackend::Window:
-        return RunWindow(Host, Error);
+        return RunWindow(Path, Setup, Error);
     case ChooserBackend::Terminal:
-        return RunTerminal(Host, Error);
+        return RunTerminal(Path, Setup, Error);
     case ChooserBackend::Auto:
     default:
         break;
@@ -87,19 +104,80 @@ GLHostResult RunChooser(ChooserBackend Backend, GLChildWindow& Host, std::string
     if (HasDisplay())
     {
         std::string windowError;
-        const GLHostResult result = RunWindow(Host, windowError);
+        const GLHostResult result = RunWindow(Path, Setup, windowError);
         if (result != GLHostResult::Unavailable)
         {
             return result;
         }
-        const GLHostResult terminalResult = RunTerminal(Host, Error);
+        const GLHostResult terminalResult = RunTerminal(Path, Setup, Error);
         if (terminalResult == GLHostResult::Unavailable)
         {
             Error = windowError + "; " + Error;
         }
         return terminalResult;
     }
-    return RunTerminal(Host, Error);
+    return RunTerminal(Path, Setup, Error);
+}
+
+// Whether this program runs as zenity: built as that command, or called by that name.
+bool RunsAsZenity(const char* Argv0)
+{
+    if (GLFD_ZENITY_COMMAND != 0)
+    {
+        return true;
+    }
+    return Argv0 != nullptr && std::filesystem::path(Argv0).filename() == "zenity";
+}
+
+// Sets the panel up as the options ask: mode, save, filters, hidden entries, texts.
+void ConfigurePanel(GLFileDialogPanel& Panel, GLChildWindow& Host, const ChooserOptions& Options)
+{
+    Panel.SetSelectionMode(Options.Mode);
+    Panel.SetSaveMode(Options.bSave);
+    if (!Options.Filters.empty())
+    {
+        Panel.SetFileFilters(Options.Filters, 0);
+    }
+    // As desktop choosers do, names beginning with "." start out of sight, one Ctrl+H away.
+    Panel.SetHiddenEntriesToggle(true);
+    Panel.SetShowHiddenEntries(Options.bShowHidden);
+    if (!Options.Title.empty())
+    {
+        Host.Title = Options.Title;
+        Panel.TitleLabel->Text = Options.Title;
+    }
+    if (!Options.AcceptLabel.empty())
+    {
+        Panel.AcceptButton->Label = Options.AcceptLabel;
+    }
+    if (!Options.CancelLabel.empty())
+    {
+        Panel.CancelButton->Label = Options.CancelLabel;
+    }
+}
+
+// Writes the chosen paths as the options ask; false when standard output failed.
+bool PrintChosen(const std::vector<std::string>& Chosen, const ChooserOptions& Options)
+{
+    if (Options.bZenity)
+    {
+        // zenity's form: the paths joined by the separator, then one newline.
+        for (std::size_t i = 0; i < Chosen.size(); ++i)
+        {
+            std::cout << (i == 0 ? "" : Options.Separator) << Chosen[i];
+        }
+        std::cout << '\n';
+    }
+    else
+    {
+        const char terminator = Options.bPrint0 ? '\0' : '\n';
+        for (const std::string& path : Chosen)
+        {
+            std::cout << path << terminator;
+        }
+    }
+    std::cout.flush();
+    return static_cast<bool>(std::cout);
 }
 
 } // namespace
@@ -107,11 +185,18 @@ GLHostResult RunChooser(ChooserBackend Backend, GLChildWindow& Host, std::string
 int main(int argc, char** argv)
 {
     const std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
-    const ChooserParseResult parsed = ParseChooserArguments(args);
+    const bool bAsZenity = RunsAsZenity(argc > 0 ? argv[0] : nullptr);
+    const ChooserParseResult parsed =
+        bAsZenity || IsZenityFileSelection(args) ? ParseZenityArguments(args) : ParseChooserArguments(args);
+    const char* name = bAsZenity ? "zenity" : "glfiledialog";
     if (!parsed.Error.empty())
     {
-        std::cerr << "glfiledialog: " << parsed.Error << "\n\n" << ChooserUsage();
-        return ExitUsage;
+        std::cerr << name << ": " << parsed.Error << "\n";
+        if (!parsed.Options.bZenity)
+        {
+            std::cerr << "\n" << ChooserUsage();
+        }
+        return parsed.ErrorStatus;
     }
     const ChooserOptions& options = parsed.Options;
     if (options.bHelp)
@@ -121,7 +206,8 @@ int main(int argc, char** argv)
     }
     if (options.bVersion)
     {
-        std::cout << "glfiledialog " << GLFD_VERSION << "\n";
+        // zenity prints the bare number, which callers parse.
+        std::cout << (options.bZenity ? "" : "glfiledialog ") << GLFD_VERSION << "\n";
         return ExitChosen;
     }
 
@@ -134,27 +220,26 @@ int main(int argc, char** argv)
         start = std::filesystem::absolute(start, ec);
     }
 
-    GLFileDialogPanel panel;
-    GLChildWindow host;
-    host.SetContent(&panel);
     std::vector<std::string> chosen;
     bool bAccepted = false;
-    panel.FilesSelected.connect(
-        [&](const std::vector<std::string>& Paths)
-        {
-            chosen = Paths;
-            bAccepted = true;
-        });
-    panel.SetSelectionMode(options.Mode);
-    panel.OpenAtPath(start.native());
+    const PanelSetup setup = [&](GLFileDialogPanel& Panel)
+    {
+        ConfigurePanel(Panel, *Panel.HostWindow, options);
+        Panel.FilesSelected.connect(
+            [&](const std::vector<std::string>& Paths)
+            {
+                chosen = Paths;
+                bAccepted = true;
+            });
+    };
 
     std::string error;
-    const GLHostResult result = RunChooser(options.Backend, host, error);
+    const GLHostResult result = RunChooser(options.Backend, start.native(), setup, error);
     switch (result)
     {
     case GLHostResult::Unavailable:
-        std::cerr << "glfiledialog: cannot show the dialog: " << error << "\n";
-        return ExitUnavailable;
+        std::cerr << name << ": cannot show the dialog: " << error << "\n";
+        return options.bZenity ? ZenityErrorStatus : ExitUnavailable;
     case GLHostResult::Interrupted:
         return ExitInterrupted;
     case GLHostResult::Finished:
@@ -166,11 +251,5 @@ int main(int argc, char** argv)
     {
         return ExitCancelled;
     }
-    const char terminator = options.bPrint0 ? '\0' : '\n';
-    for (const std::string& path : chosen)
-    {
-        std::cout << path << terminator;
-    }
-    std::cout.flush();
-    return std::cout ? ExitChosen : ExitCancelled;
+    return PrintChosen(chosen, options) ? ExitChosen : ExitCancelled;
 }

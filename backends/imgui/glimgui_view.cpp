@@ -1,20 +1,21 @@
+// Drawing a GLWindow's widgets with ImGui's public API, and feeding them ImGui's input.
 #include "glimgui_view.h"
 
 #include "glbutton.h"
 #include "glchildwindow.h"
-#include "glimgui_text.h"
+#include "glchoice.h"
+#include "glimgui_fonts.h"
 #include "gllabel.h"
 #include "gltableview.h"
+#include "gltext.h"
 #include "gltextinput.h"
 
 #include <imgui.h>
-#include <imgui_internal.h>
-#include <imgui_stdlib.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
-#include <sstream>
 
 namespace
 {
@@ -34,13 +35,6 @@ bool SameRect(const GLRect& A, const GLRect& B)
     return A.X == B.X && A.Y == B.Y && A.Width == B.Width && A.Height == B.Height;
 }
 
-GLRect RectOfLastItem()
-{
-    const ImVec2 min = ImGui::GetItemRectMin();
-    const ImVec2 max = ImGui::GetItemRectMax();
-    return {min.x, min.y, max.x - min.x, max.y - min.y};
-}
-
 GLModifiers CurrentModifiers()
 {
     const ImGuiIO& io = ImGui::GetIO();
@@ -51,19 +45,75 @@ GLModifiers CurrentModifiers()
     return mods;
 }
 
-// Text inside a box, centred vertically and clipped to it. Drawn directly so that "##" in a
-// caption is shown rather than taken as an ImGui id separator.
-void DrawTextIn(const GLRect& Box, const std::string& Utf8, bool bCentreHorizontally)
+// Named keys became ImGuiKey values in 1.87; before that they went through the host's key map.
+bool KeyPressed(ImGuiKey Key)
 {
-    const char* begin = Utf8.data();
-    const char* end = begin + Utf8.size();
-    const ImVec2 size = ImGui::CalcTextSize(begin, end);
-    const float x = bCentreHorizontally ? Box.X + std::max(0.0F, (Box.Width - size.x) * 0.5F) : Box.X;
-    const float y = Box.Y + std::max(0.0F, (Box.Height - size.y) * 0.5F);
-    ImDrawList* draw = ImGui::GetWindowDrawList();
-    draw->PushClipRect(TopLeft(Box), BottomRight(Box), true);
-    draw->AddText(ImVec2(std::floor(x), std::floor(y)), ImGui::GetColorU32(ImGuiCol_Text), begin, end);
-    draw->PopClipRect();
+#if IMGUI_VERSION_NUM >= 18700
+    return ImGui::IsKeyPressed(Key, true);
+#else
+    const int index = ImGui::GetKeyIndex(Key);
+    return index >= 0 && ImGui::IsKeyPressed(index, true);
+#endif
+}
+
+#if IMGUI_VERSION_NUM >= 18700
+constexpr ImGuiKey KeypadEnter = ImGuiKey_KeypadEnter;
+#else
+constexpr ImGuiKey KeypadEnter = ImGuiKey_KeyPadEnter;
+#endif
+
+// Ctrl+H (hidden entries), the one letter shortcut; letters otherwise arrive as text. Letter keys
+// have ImGuiKey names from 1.87; before, the GLFW and Win32 bindings index them by the letter.
+bool CtrlHPressed()
+{
+    if (!ImGui::GetIO().KeyCtrl)
+    {
+        return false;
+    }
+#if IMGUI_VERSION_NUM >= 18700
+    return ImGui::IsKeyPressed(ImGuiKey_H, false);
+#else
+    return ImGui::IsKeyPressed('H', false);
+#endif
+}
+
+// The keys the widgets understand, as ImGui names them.
+struct KeyMapping
+{
+    ImGuiKey ImGuiName;
+    GLKey Key;
+};
+constexpr KeyMapping Keys[] = {
+    {ImGuiKey_UpArrow, GLKey::Up},     {ImGuiKey_DownArrow, GLKey::Down},
+    {ImGuiKey_LeftArrow, GLKey::Left}, {ImGuiKey_RightArrow, GLKey::Right},
+    {ImGuiKey_PageUp, GLKey::PageUp},  {ImGuiKey_PageDown, GLKey::PageDown},
+    {ImGuiKey_Home, GLKey::Home},      {ImGuiKey_End, GLKey::End},
+    {ImGuiKey_Enter, GLKey::Enter},    {KeypadEnter, GLKey::Enter},
+    {ImGuiKey_Escape, GLKey::Escape},  {ImGuiKey_Backspace, GLKey::Backspace},
+    {ImGuiKey_Delete, GLKey::Delete},  {ImGuiKey_Tab, GLKey::Tab},
+    {ImGuiKey_Tab, GLKey::H}, // checked as Ctrl+H, below
+};
+
+// The field's text as ImGui may hold it: valid UTF-8, each byte that is not as U+FFFD.
+std::string EditableText(const std::string& Bytes)
+{
+    std::string out;
+    out.reserve(Bytes.size());
+    std::size_t offset = 0;
+    while (offset < Bytes.size())
+    {
+        const GLUtf8Char character = GLDecodeUtf8(Bytes, offset);
+        if (character.bValid)
+        {
+            out.append(Bytes, offset, character.Length);
+        }
+        else
+        {
+            GLAppendUtf8(out, 0xFFFD);
+        }
+        offset += character.Length;
+    }
+    return out;
 }
 
 // What the text input callback needs to see the program's own changes while ImGui edits.
@@ -71,14 +121,22 @@ struct TextInputContext
 {
     const GLTextInput* Input;
     std::string* Shown;
+    std::string* Buffer;
 };
 
 // While the field is being edited, a text the program set (say, after Enter navigated) replaces
-// ImGui's copy; it is not reported back as an edit.
+// ImGui's copy; it is not reported back as an edit. The buffer is a std::string that grows as
+// ImGui asks.
 int SyncProgramText(ImGuiInputTextCallbackData* Data)
 {
     const auto* context = static_cast<const TextInputContext*>(Data->UserData);
-    std::string current = SanitizeUtf8(context->Input->Text);
+    if (Data->EventFlag == ImGuiInputTextFlags_CallbackResize)
+    {
+        context->Buffer->resize(static_cast<std::size_t>(Data->BufTextLen));
+        Data->Buf = context->Buffer->data();
+        return 0;
+    }
+    std::string current = EditableText(context->Input->Text);
     if (current != *context->Shown)
     {
         Data->DeleteChars(0, Data->BufTextLen);
@@ -90,27 +148,38 @@ int SyncProgramText(ImGuiInputTextCallbackData* Data)
 
 bool IsTextInput(const GLWidget* Widget)
 {
-    return Widget != nullptr && Widget->bShown && dynamic_cast<const GLTextInput*>(Widget) != nullptr;
+    return Widget != nullptr && Widget->bShown && Widget->Kind() == GLWidgetKind::TextInput;
 }
 
 } // namespace
 
-void GLImGuiView::Frame(GLWindow& Content, const std::vector<GLImGuiInputEvent>& Events, double NowSeconds)
+// Draws each widget by its class.
+class GLImGuiView::Painter : public GLWidgetVisitor
 {
+public:
+    Painter(GLImGuiView& ForView, GLWindow& ForContent) : View(ForView), Content(ForContent) {}
+    void Visit(GLLabel& Label) override
+    {
+        View.DrawTextIn(Label.Bounds, View.Prepared(Label.Text, true), false);
+    }
+    void Visit(GLButton& Button) override { View.DrawButton(Content, Button); }
+    void Visit(GLTextInput& Input) override { View.DrawTextInput(Content, Input); }
+    void Visit(GLTableView& Table) override { View.DrawTable(Content, Table); }
+    void Visit(GLChoice& Choice) override { View.DrawChoice(Content, Choice); }
+
+private:
+    GLImGuiView& View;
+    GLWindow& Content;
+};
+
+void GLImGuiView::Draw(GLWindow& Content, bool bTakeKeyboard, double NowSeconds)
+{
+    if (Glyphs != nullptr)
+    {
+        Glyphs->BeginFrame();
+    }
     UpdateLayout(Content);
-
-    const ImGuiIO& io = ImGui::GetIO();
-    ImGui::SetNextWindowPos(ImVec2(0.0F, 0.0F));
-    ImGui::SetNextWindowSize(io.DisplaySize);
-    ImGui::PushStyleVar(ImGuiStyleVar_WindowPadding, ImVec2(0.0F, 0.0F));
-    ImGui::PushStyleVar(ImGuiStyleVar_WindowBorderSize, 0.0F);
-    ImGui::PushStyleVar(ImGuiStyleVar_WindowRounding, 0.0F);
-    // NoNavInputs keeps ImGui's own Tab handling out: the content window owns the focus order.
-    const ImGuiWindowFlags flags = ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoMove |
-                                   ImGuiWindowFlags_NoSavedSettings | ImGuiWindowFlags_NoBringToFrontOnFocus |
-                                   ImGuiWindowFlags_NoScrollWithMouse | ImGuiWindowFlags_NoNavInputs;
-    ImGui::Begin("##content", nullptr, flags);
-
+    Painter painter(*this, Content);
     for (const auto& child : Content.Children)
     {
         GLWidget* widget = child.get();
@@ -119,48 +188,39 @@ void GLImGuiView::Frame(GLWindow& Content, const std::vector<GLImGuiInputEvent>&
             continue;
         }
         ImGui::PushID(widget);
-        if (auto* table = dynamic_cast<GLTableView*>(widget))
-        {
-            DrawTable(Content, *table);
-        }
-        else if (auto* input = dynamic_cast<GLTextInput*>(widget))
-        {
-            DrawTextInput(Content, *input);
-        }
-        else if (auto* button = dynamic_cast<GLButton*>(widget))
-        {
-            DrawButton(Content, *button);
-        }
-        else if (const auto* label = dynamic_cast<const GLLabel*>(widget))
-        {
-            DrawLabel(*label);
-        }
+        widget->Accept(painter);
         ImGui::PopID();
     }
     DrawFocusFrame(Content);
 
-    ImGui::End();
-    ImGui::PopStyleVar(3);
-
-    const bool bStillShown = Content.HostWindow == nullptr || Content.HostWindow->bVisible;
-    if (RowClick.Table != nullptr && bStillShown)
+    if (RowClick.Table != nullptr)
     {
         const PendingRowClick click = RowClick;
-        if (click.bDouble)
-        {
-            click.Table->DoubleClickRow(click.Row);
-        }
-        else
-        {
-            click.Table->ClickRow(click.Row, click.Mods);
-        }
+        Queued.emplace_back([click] { click.Table->PressRow(click.Row, click.ClickCount, click.Mods); });
     }
     RowClick = PendingRowClick{};
 
-    ApplyEvents(Content, Events, NowSeconds);
+    if (bTakeKeyboard)
+    {
+        ApplyKeyboard(Content, NowSeconds);
+    }
     if (bDumpLayout)
     {
         DumpLayout(Content);
+    }
+}
+
+void GLImGuiView::ApplyInput(const GLWindow& Content)
+{
+    std::vector<std::function<void()>> queued;
+    queued.swap(Queued);
+    for (const auto& action : queued)
+    {
+        if (Content.HostWindow != nullptr && !Content.HostWindow->bVisible)
+        {
+            break;
+        }
+        action();
     }
 }
 
@@ -176,17 +236,42 @@ void GLImGuiView::UpdateLayout(GLWindow& Content)
     {
         Content.SetMetrics(metrics);
     }
-    const ImVec2 display = ImGui::GetIO().DisplaySize;
-    const GLRect bounds{0.0F, 0.0F, display.x, display.y};
+    const ImVec2 origin = ImGui::GetCursorScreenPos();
+    const ImVec2 available = ImGui::GetContentRegionAvail();
+    const GLRect bounds{std::floor(origin.x), std::floor(origin.y), std::max(0.0F, std::floor(available.x)),
+                        std::max(0.0F, std::floor(available.y))};
     if (!SameRect(bounds, Content.Bounds))
     {
         Content.SetBounds(bounds);
     }
 }
 
-void GLImGuiView::DrawLabel(const GLLabel& Label)
+const std::string& GLImGuiView::Prepared(const std::string& Text, bool bName)
 {
-    DrawTextIn(Label.Bounds, SanitizeUtf8(Label.Text), false);
+    if (Glyphs != nullptr)
+    {
+        Glyphs->Prepare(Text, bName, ImGui::GetFont(), Scratch);
+    }
+    else
+    {
+        Scratch = bName ? GLVisibleName(Text) : EditableText(Text);
+    }
+    return Scratch;
+}
+
+// Text inside a box, centred vertically and clipped to it. Drawn directly so that "##" in a
+// caption is shown rather than taken as an ImGui id separator.
+void GLImGuiView::DrawTextIn(const GLRect& Box, const std::string& Text, bool bCentre)
+{
+    const char* begin = Text.data();
+    const char* end = begin + Text.size();
+    const ImVec2 size = ImGui::CalcTextSize(begin, end);
+    const float x = bCentre ? Box.X + std::max(0.0F, (Box.Width - size.x) * 0.5F) : Box.X;
+    const float y = Box.Y + std::max(0.0F, (Box.Height - size.y) * 0.5F);
+    ImDrawList* draw = ImGui::GetWindowDrawList();
+    draw->PushClipRect(TopLeft(Box), BottomRight(Box), true);
+    draw->AddText(ImVec2(std::floor(x), std::floor(y)), ImGui::GetColorU32(ImGuiCol_Text), begin, end);
+    draw->PopClipRect();
 }
 
 void GLImGuiView::DrawButton(GLWindow& Content, GLButton& Button)
@@ -198,26 +283,61 @@ void GLImGuiView::DrawButton(GLWindow& Content, GLButton& Button)
     {
         Content.SetFocus(&Button);
     }
-    DrawTextIn(Button.Bounds, SanitizeUtf8(Button.Label), true);
+    DrawTextIn(Button.Bounds, Prepared(Button.Label, true), true);
     if (bPressed)
     {
         Content.SetFocus(&Button);
-        Button.Click();
+        GLButton* pressed = &Button;
+        Queued.emplace_back([pressed] { pressed->Click(); });
+    }
+}
+
+void GLImGuiView::DrawChoice(GLWindow& Content, GLChoice& Choice)
+{
+    // The prefix as a label, then a combo box over the rest of the widget's width.
+    const std::string prefix = Prepared(Choice.Prefix, true);
+    const float prefixWidth =
+        prefix.empty() ? 0.0F : ImGui::CalcTextSize(prefix.c_str()).x + ImGui::GetStyle().ItemSpacing.x;
+    if (!prefix.empty())
+    {
+        DrawTextIn(GLRect{Choice.Bounds.X, Choice.Bounds.Y, prefixWidth, Choice.Bounds.Height}, prefix,
+                   false);
+    }
+    ImGui::SetCursorScreenPos(ImVec2(Choice.Bounds.X + prefixWidth, Choice.Bounds.Y));
+    ImGui::SetNextItemWidth(std::max(1.0F, Choice.Bounds.Width - prefixWidth));
+    const std::string preview = Prepared(Choice.SelectedText(), true);
+    if (ImGui::BeginCombo("##choice", preview.c_str()))
+    {
+        Content.SetFocus(&Choice);
+        for (int index = 0; index < static_cast<int>(Choice.Items.size()); ++index)
+        {
+            ImGui::PushID(index);
+            const std::string& item = Prepared(Choice.Items[static_cast<std::size_t>(index)], true);
+            if (ImGui::Selectable(item.c_str(), index == Choice.SelectedIndex))
+            {
+                GLChoice* chosen = &Choice;
+                Queued.emplace_back([chosen, index] { chosen->Choose(index); });
+            }
+            ImGui::PopID();
+        }
+        ImGui::EndCombo();
     }
 }
 
 void GLImGuiView::DrawTextInput(GLWindow& Content, GLTextInput& Input)
 {
     TextInputState& state = TextInputs[&Input];
-    const ImGuiID id = ImGui::GetID("##text");
     const bool bFocused = Content.FocusedWidget == &Input;
-    if (!bFocused && ImGui::GetActiveID() == id)
+    // A field ImGui edits although the focus went elsewhere (Tab, Enter that moved on): a new id
+    // makes ImGui drop it, since an active item that is not drawn is no longer active.
+    if (!bFocused && state.bWasActive)
     {
-        ImGui::ClearActiveID();
+        ++state.Generation;
+        state.bWasActive = false;
     }
-    if (ImGui::GetActiveID() != id)
+    if (!state.bWasActive)
     {
-        state.Shown = SanitizeUtf8(Input.Text);
+        state.Shown = EditableText(Input.Text);
         state.Buffer = state.Shown;
         // Keyboard focus on the field means ImGui edits it; wait while the mouse holds another item.
         if (bFocused && !ImGui::IsAnyItemActive() && !ImGui::IsMouseDown(ImGuiMouseButton_Left))
@@ -225,10 +345,18 @@ void GLImGuiView::DrawTextInput(GLWindow& Content, GLTextInput& Input)
             ImGui::SetKeyboardFocusHere();
         }
     }
+    // Names the path holds need their glyphs too; ImGui draws the field's text itself.
+    Prepared(state.Buffer, false);
     ImGui::SetCursorScreenPos(TopLeft(Input.Bounds));
     ImGui::SetNextItemWidth(Input.Bounds.Width);
-    TextInputContext context{&Input, &state.Shown};
-    ImGui::InputText("##text", &state.Buffer, ImGuiInputTextFlags_CallbackAlways, &SyncProgramText, &context);
+    ImGui::PushID(state.Generation);
+    TextInputContext context{&Input, &state.Shown, &state.Buffer};
+    ImGui::InputText("##text", state.Buffer.data(), state.Buffer.size() + 1,
+                     ImGuiInputTextFlags_CallbackAlways | ImGuiInputTextFlags_CallbackResize,
+                     &SyncProgramText, &context);
+    ImGui::PopID();
+    state.Buffer.resize(std::char_traits<char>::length(state.Buffer.c_str()));
+    state.bWasActive = ImGui::IsItemActive();
     if (ImGui::IsItemActivated())
     {
         Content.SetFocus(&Input);
@@ -249,13 +377,9 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
     TableState& state = Tables[&Table];
     const void* rowsData = model != nullptr ? static_cast<const void*>(model->GetRows().data()) : nullptr;
     const bool bNewRows = rowsData != state.RowsData || rows != state.RowCount;
-    const bool bFocusValid = Table.FocusedRow >= 0 && Table.FocusedRow < rows;
-    const bool bBringFocusIntoView =
-        bFocusValid && (Table.bScrollToFocus || bNewRows || Table.FocusedRow != state.FocusedRow);
-    Table.bScrollToFocus = false;
+    const int reveal = Table.TakeRowToReveal();
     state.RowsData = rowsData;
     state.RowCount = rows;
-    state.FocusedRow = Table.FocusedRow;
     state.Drawn.clear();
 
     const int columns = std::clamp(model != nullptr ? model->HeaderCount() : 1, 1, 64);
@@ -271,53 +395,60 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
     for (int column = 0; column < columns; ++column)
     {
         const std::string* header = model != nullptr ? model->HeaderAt(column) : nullptr;
-        const std::string label = SanitizeUtf8(header != nullptr ? *header : std::string());
+        const std::string label = GLVisibleName(header != nullptr ? *header : std::string());
         ImGui::TableSetupColumn(label.c_str(), column == 0 ? ImGuiTableColumnFlags_WidthStretch
                                                            : ImGuiTableColumnFlags_WidthFixed);
     }
     ImGui::TableHeadersRow();
 
-    // The rows' part of the table: below the header row, above the bottom edge.
-    const float bodyTop = ImGui::GetWindowPos().y + ImGui::TableGetHeaderRowHeight();
+    // Every row holds one line of text, so rows are evenly spaced: the visible ones follow from
+    // the scroll position alone, whatever the row count. The pitch is measured once two rows
+    // were drawn; until then it is the line plus the cell padding.
+    const float scroll = ImGui::GetScrollY();
+    const float padding = ImGui::GetStyle().CellPadding.y;
+    const float pitch = state.RowPitch > 0.0F ? state.RowPitch : ImGui::GetTextLineHeight() + 2.0F * padding;
+    // Below the frozen header row, where the cursor stands after it whatever the scroll.
+    const float bodyTop = ImGui::GetCursorScreenPos().y;
     const float bodyBottom = ImGui::GetWindowPos().y + ImGui::GetWindowHeight();
     const float bodyHeight = std::max(0.0F, bodyBottom - bodyTop);
-    const float scroll = ImGui::GetScrollY();
-    ImGuiListClipper clipper;
-    clipper.Begin(rows);
-    if (bBringFocusIntoView)
-    {
-        clipper.ForceDisplayRangeByIndices(Table.FocusedRow, Table.FocusedRow + 1);
-    }
+    const ImVec2 mouse = ImGui::GetMousePos();
+    const bool bHovered = ImGui::IsWindowHovered() && mouse.y >= bodyTop && mouse.y < bodyBottom;
     int hoveredRow = -1;
     int topRow = -1;
     GLRect focusedRect;
     bool bFocusedDrawn = false;
+    float previousTop = 0.0F;
+    ImGuiListClipper clipper;
+    clipper.Begin(rows, pitch);
     while (clipper.Step())
     {
         for (int row = clipper.DisplayStart; row < clipper.DisplayEnd; ++row)
         {
             ImGui::TableNextRow();
             ImGui::TableSetColumnIndex(0);
-            ImGui::PushID(row);
-            const ImVec2 cellStart = ImGui::GetCursorScreenPos();
-            // Selection is the row's background, so the hover tint adds to it instead of replacing it.
+            const float top = ImGui::GetCursorScreenPos().y - padding;
+            if (row > clipper.DisplayStart && top > previousTop)
+            {
+                state.RowPitch = top - previousTop;
+            }
+            previousTop = top;
+            const GLRect rect{Table.Bounds.X, top, Table.Bounds.Width, pitch};
+            const bool bRowHovered = bHovered && mouse.y >= top && mouse.y < top + pitch;
+            // Selection is the row's background; the hover tint goes over it.
             if (Table.IsRowHighlighted(row))
             {
-                ImGui::TableSetBgColor(ImGuiTableBgTarget_RowBg1, ImGui::GetColorU32(ImGuiCol_Header));
+                ImGui::TableSetBgColor(ImGuiTableBgTarget_RowBg0, ImGui::GetColorU32(ImGuiCol_Header));
             }
-            // The cells' text goes on top of this whole-row item; ImGui only hovers it when told so.
-            ImGui::Selectable("##row", false,
-                              ImGuiSelectableFlags_SpanAllColumns | ImGuiSelectableFlags_AllowItemOverlap);
-            if (ImGui::IsItemHovered())
+            if (bRowHovered)
             {
                 hoveredRow = row;
+                ImGui::TableSetBgColor(ImGuiTableBgTarget_RowBg1, ImGui::GetColorU32(ImGuiCol_HeaderHovered));
             }
-            const GLRect rect = RectOfLastItem();
-            if (topRow < 0 && rect.Y >= bodyTop - 0.5F)
+            if (topRow < 0 && top >= bodyTop - 0.5F)
             {
                 topRow = row;
             }
-            if (rect.Y + rect.Height > bodyTop && rect.Y < bodyBottom)
+            if (top + pitch > bodyTop && top < bodyBottom)
             {
                 state.Drawn.push_back({row, rect});
             }
@@ -326,7 +457,6 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
                 focusedRect = rect;
                 bFocusedDrawn = true;
             }
-            ImGui::SetCursorScreenPos(cellStart);
             for (int column = 0; column < columns; ++column)
             {
                 if (column > 0)
@@ -336,50 +466,49 @@ void GLImGuiView::DrawTable(GLWindow& Content, GLTableView& Table)
                 const std::string* cell = model != nullptr ? model->CellAt(row, column) : nullptr;
                 if (cell != nullptr)
                 {
-                    ImGui::TextUnformatted(SanitizeUtf8(*cell).c_str());
+                    ImGui::TextUnformatted(Prepared(*cell, true).c_str());
                 }
             }
-            ImGui::PopID();
         }
     }
 
     // Scroll as little as possible to show the focused row whole; new rows start from the top.
     const float base = bNewRows ? 0.0F : scroll;
     float target = base;
-    if (bBringFocusIntoView && bFocusedDrawn)
+    if (reveal >= 0)
     {
-        const float offset = focusedRect.Y - bodyTop + scroll;
+        const float offset = static_cast<float>(reveal) * pitch;
         if (offset < base)
         {
             target = offset;
         }
-        else if (offset + focusedRect.Height > base + bodyHeight)
+        else if (offset + pitch > base + bodyHeight)
         {
-            target = offset + focusedRect.Height - bodyHeight;
+            target = offset + pitch - bodyHeight;
         }
     }
     if (target != scroll)
     {
         ImGui::SetScrollY(target);
     }
-    if (rows > 0 && clipper.ItemsHeight > 0.0F)
+    if (rows > 0)
     {
-        Table.PageRows = std::max(1, static_cast<int>((bodyHeight + 0.5F) / clipper.ItemsHeight));
+        Table.PageRows = std::max(1, static_cast<int>((bodyHeight + 0.5F) / pitch));
         Table.TopRow = std::max(0, topRow);
     }
 
-    if (ImGui::IsWindowHovered() && ImGui::IsMouseClicked(ImGuiMouseButton_Left))
+    if (bHovered && ImGui::IsMouseClicked(ImGuiMouseButton_Left))
     {
         Content.SetFocus(&Table);
         if (hoveredRow >= 0)
         {
-            RowClick = {&Table, hoveredRow, ImGui::IsMouseDoubleClicked(ImGuiMouseButton_Left),
+            RowClick = {&Table, hoveredRow, ImGui::IsMouseDoubleClicked(ImGuiMouseButton_Left) ? 2 : 1,
                         CurrentModifiers()};
         }
         else if (!ImGui::IsAnyItemHovered())
         {
             // Empty space below the rows: the widget treats a row outside the model as "none".
-            RowClick = {&Table, -1, false, CurrentModifiers()};
+            RowClick = {&Table, -1, 1, CurrentModifiers()};
         }
     }
     ImGui::EndTable();
@@ -411,90 +540,69 @@ void GLImGuiView::DrawFocusFrame(const GLWindow& Content)
                                         ImGui::GetStyle().FrameRounding, 0, thickness);
 }
 
-void GLImGuiView::ApplyEvents(GLWindow& Content, const std::vector<GLImGuiInputEvent>& Events,
-                              double NowSeconds)
+void GLImGuiView::ApplyKeyboard(GLWindow& Content, double NowSeconds)
 {
-    for (const GLImGuiInputEvent& event : Events)
+    // While a text field has the focus, ImGui has already edited it with this frame's input;
+    // only the keys that leave or confirm the field (and Alt shortcuts) go to the widgets.
+    // Typed text goes first, so that type-ahead followed by Enter opens the row typed.
+    GLWindow* content = &Content;
+    const ImGuiIO& io = ImGui::GetIO();
+    if (!IsTextInput(Content.FocusedWidget))
     {
-        if (Content.HostWindow != nullptr && !Content.HostWindow->bVisible)
+        for (const ImWchar character : io.InputQueueCharacters)
         {
-            return;
+            std::string text;
+            GLAppendUtf8(text, static_cast<char32_t>(character));
+            Queued.emplace_back([content, text, NowSeconds]
+                                { content->HandleText(text.c_str(), NowSeconds); });
         }
-        // While a text field has the focus, ImGui has already edited it with these events;
-        // only the keys that leave or confirm the field (and Alt shortcuts) go to the widgets.
-        const bool bTextMode = IsTextInput(Content.FocusedWidget);
-        if (event.Key == GLKey::None)
+    }
+    const GLModifiers mods = CurrentModifiers();
+    for (const KeyMapping& mapping : Keys)
+    {
+        if (mapping.Key == GLKey::H ? !CtrlHPressed() : !KeyPressed(mapping.ImGuiName))
         {
-            if (!bTextMode)
-            {
-                Content.HandleText(event.Text.c_str(), NowSeconds);
-            }
             continue;
         }
-        const bool bLeavesField = event.Key == GLKey::Enter || event.Key == GLKey::Escape ||
-                                  event.Key == GLKey::Tab || event.Mods.bAlt;
-        if (!bTextMode || bLeavesField)
-        {
-            Content.HandleKey(event.Key, event.Mods);
-        }
+        const GLKey key = mapping.Key;
+        const bool bLeavesField =
+            key == GLKey::Enter || key == GLKey::Escape || key == GLKey::Tab || key == GLKey::H || mods.bAlt;
+        Queued.emplace_back(
+            [content, key, mods, bLeavesField]
+            {
+                // Decided when applied: an earlier key may have moved the focus out of the field.
+                if (!IsTextInput(content->FocusedWidget) || bLeavesField)
+                {
+                    content->HandleKey(key, mods);
+                }
+            });
     }
 }
 
 void GLImGuiView::DumpLayout(const GLWindow& Content)
 {
-    std::ostringstream out;
-    const auto rect = [&out](const GLRect& Rect)
-    {
-        out << ' ' << std::lround(Rect.X) << ' ' << std::lround(Rect.Y) << ' ' << std::lround(Rect.Width)
-            << ' ' << std::lround(Rect.Height);
-    };
-    out << "window " << std::lround(Content.Bounds.Width) << ' ' << std::lround(Content.Bounds.Height)
-        << '\n';
-    for (const auto& child : Content.Children)
-    {
-        const GLWidget* widget = child.get();
-        if (!widget->bShown)
+    std::string dump = Content.DescribeLayout(
+        [this](const GLTableView& Table)
         {
-            continue;
-        }
-        const char* focus = Content.FocusedWidget == widget ? "focused" : "-";
-        if (const auto* table = dynamic_cast<const GLTableView*>(widget))
+            const auto found = Tables.find(&Table);
+            return found != Tables.end() ? found->second.Drawn : std::vector<GLDrawnRow>{};
+        });
+    // Code points drawn as the font's fallback glyph, for drivers that check names are readable.
+    if (Glyphs != nullptr && !Glyphs->MissingThisFrame().empty())
+    {
+        static constexpr char Hex[] = "0123456789abcdef";
+        dump += "missing";
+        for (const char32_t codePoint : Glyphs->MissingThisFrame())
         {
-            out << "table";
-            rect(table->Bounds);
-            out << ' ' << focus << ' ' << table->RowCount() << '\n';
-            const auto found = Tables.find(table);
-            for (const DrawnRow& row : found != Tables.end() ? found->second.Drawn : std::vector<DrawnRow>{})
+            std::string digits;
+            for (char32_t value = codePoint; value != 0 || digits.empty(); value >>= 4U)
             {
-                const std::string* name = table->Model ? table->Model->CellAt(row.Row, 0) : nullptr;
-                out << "row " << row.Row;
-                rect(row.Rect);
-                std::string marks = table->IsRowHighlighted(row.Row) ? "s" : "";
-                marks += row.Row == table->FocusedRow ? "f" : "";
-                out << ' ' << (marks.empty() ? "-" : marks) << ' '
-                    << EscapeBytes(name != nullptr ? *name : std::string()) << '\n';
+                digits.insert(digits.begin(), Hex[value & 0xFU]);
             }
+            dump += ' ' + digits;
         }
-        else if (const auto* input = dynamic_cast<const GLTextInput*>(widget))
-        {
-            out << "input";
-            rect(input->Bounds);
-            out << ' ' << focus << ' ' << EscapeBytes(input->Text) << '\n';
-        }
-        else if (const auto* button = dynamic_cast<const GLButton*>(widget))
-        {
-            out << "button";
-            rect(button->Bounds);
-            out << ' ' << focus << ' ' << EscapeBytes(button->Label) << '\n';
-        }
-        else if (const auto* label = dynamic_cast<const GLLabel*>(widget))
-        {
-            out << "label";
-            rect(label->Bounds);
-            out << ' ' << focus << ' ' << EscapeBytes(label->Text) << '\n';
-        }
+        dump += '\n';
     }
-    std::string dump = out.str();
     if (dump == LastDump)
     {
         return;

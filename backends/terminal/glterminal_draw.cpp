@@ -2,6 +2,7 @@
 #include "glterminal_draw.h"
 
 #include "glbutton.h"
+#include "glchoice.h"
 #include "gllabel.h"
 #include "glterminal_text.h"
 #include "gltextinput.h"
@@ -172,6 +173,16 @@ void DrawButton(const GLButton& Button, const Cells& Box, const GLTerminalStyle&
         bFocused ? Style.FocusedButton : Style.Button);
 }
 
+// "Prefix < chosen item >": the arrows say that a key or a click changes it.
+void DrawChoice(const GLChoice& Choice, const Cells& Box, const GLTerminalStyle& Style, bool bFocused)
+{
+    const std::wstring prefix = TerminalSafeText(Choice.Prefix, Style.bUtf8);
+    const std::wstring text = (prefix.empty() ? L"" : prefix + L" ") + L"< " +
+                              TerminalSafeText(Choice.SelectedText(), Style.bUtf8) + L" >";
+    Put(Box.Y, Box.X, TerminalFit(text, Box.Width, Style.CutMarker),
+        bFocused ? Style.FocusedButton : Style.Button);
+}
+
 // Draws each kind of widget in its box.
 class WidgetPainter : public GLWidgetVisitor
 {
@@ -194,6 +205,7 @@ public:
         }
     }
     void Visit(GLButton& Button) override { DrawButton(Button, Box, Style, bFocused); }
+    void Visit(GLChoice& Choice) override { DrawChoice(Choice, Box, Style, bFocused); }
     void Visit(GLLabel& Label) override
     {
         Put(Box.Y, Box.X, TerminalFit(TerminalSafeText(Label.Text, Style.bUtf8), Box.Width, Style.CutMarker),

@@ -111,6 +111,8 @@ public:
         {
             WaitFrame();
         };
+        // ^H is Ctrl+H (hidden entries) unless this terminal's Backspace key sends it.
+        Decoder.bCtrlHIsBackspace = InSession.EraseCharacter() == '\b';
     }
     TerminalLoop(const TerminalLoop&) = delete;
     TerminalLoop& operator=(const TerminalLoop&) = delete;

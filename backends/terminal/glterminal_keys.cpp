@@ -194,6 +194,13 @@ void GLTerminalKeyDecoder::PushPlain(char32_t Char, bool bAlt)
         EmitKey(GLKey::Tab, mods);
         return;
     case 8:
+        if (!bCtrlHIsBackspace)
+        {
+            EmitKey(GLKey::H, GLModifiers{false, true, bAlt});
+            return;
+        }
+        EmitKey(GLKey::Backspace, mods);
+        return;
     case 127:
         EmitKey(GLKey::Backspace, mods);
         return;

@@ -77,6 +77,9 @@ public:
     void PushMouse(const GLTerminalMouse& Mouse);
     // No more input is waiting: finishes a pending sequence (a lone ESC is the Escape key).
     void Flush();
+    // Whether ^H is the Backspace key (as the terminal's erase character) rather than Ctrl+H.
+    bool bCtrlHIsBackspace = true;
+
     // Whether a sequence has started and awaits more input.
     bool IsPending() const { return State != Phase::Idle; }
     // Takes the oldest decoded event; false when there is none.

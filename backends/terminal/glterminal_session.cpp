@@ -128,6 +128,11 @@ int GLTerminalStopSignal()
     return gStopSignal;
 }
 
+char GLTerminalSession::EraseCharacter() const
+{
+    return bTermiosSaved ? static_cast<char>(gSavedTermios.c_cc[VERASE]) : '\x7f';
+}
+
 bool GLTerminalSession::IsAlive() const
 {
     termios state{};

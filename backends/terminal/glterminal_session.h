@@ -32,6 +32,8 @@ public:
     bool IsUtf8() const { return bUtf8; }
     // Whether the terminal is still there (a hung-up terminal fails every request).
     bool IsAlive() const;
+    // The character the terminal's Backspace key sends (its erase character, as stty shows it).
+    char EraseCharacter() const;
 
 private:
     bool StartCurses(std::string& Error);

@@ -110,7 +110,7 @@ now_ms() { echo $(($(date +%s%N) / 1000000)); }
 # The hung mount: $WORK/mnt shows $WORK/src, whose folder 'hung' can be opened but never read.
 hung_mount() {
     [ -n "${GLFD_SLOWFS:-}" ] || { echo "SKIP: GLFD_SLOWFS does not name the slow file system program"; exit 77; }
-    . "$(dirname "$0")/../slowfs/slow_mount.sh"
+    . "$(dirname "$0")/../../tools/slowfs/slow_mount.sh"
     local reason
     if reason=$(slowfs_unavailable "$GLFD_SLOWFS"); then
         echo "SKIP: $reason"

@@ -8,6 +8,8 @@
 #                     that NEXT_MAJOR.0 is refused
 #   missing_header    the same consumer must fail against a copy of the prefix missing a header
 #   pkg-config        compile with a plain compiler command line; the .pc must report VERSION
+#   imgui             build the ImGui application in ../imgui_consumer against the prefix (CMake and
+#                     pkg-config); the component must not link GLFW or OpenGL itself
 #   add_subdirectory  build SOURCE_DIR as part of the consumer
 #   fetchcontent      pull SOURCE_DIR in with FetchContent
 set -euo pipefail
@@ -70,6 +72,26 @@ pkg-config)
     "$cxx" -std=c++17 -Wall -Wextra -Wpedantic -Werror "$here/main.cpp" $(pkg-config --cflags --libs glfiledialog) \
         -o "$work/pkg-config-consumer"
     LD_LIBRARY_PATH=$(pkg-config --variable=libdir glfiledialog) "$work/pkg-config-consumer"
+    ;;
+imgui)
+    rm -rf "$work/imgui_consumer"
+    cmake -S "$here/../imgui_consumer" -B "$work/imgui_consumer" -G "$generator" -DCMAKE_CXX_COMPILER="$cxx" \
+        -DCMAKE_PREFIX_PATH="$prefix"
+    cmake --build "$work/imgui_consumer"
+    pc=$(find "$prefix" -name glfiledialog-imgui.pc)
+    [ -n "$pc" ] || { echo "glfiledialog-imgui.pc was not installed"; exit 1; }
+    export PKG_CONFIG_PATH=${pc%/*}
+    # Word splitting of the pkg-config output is intended: it is a list of flags.
+    # shellcheck disable=SC2046
+    "$cxx" -std=c++17 -Wall -Wextra -Wpedantic -Werror "$here/../imgui_consumer/main.cpp" \
+        $(pkg-config --cflags --libs glfiledialog-imgui glfw3 gl) -o "$work/imgui-pkg-config-consumer"
+    library=$(find "$prefix" -name 'libglfiledialog-imgui.so*' -type f | head -n1)
+    [ -n "$library" ] || { echo "libglfiledialog-imgui was not installed"; exit 1; }
+    if readelf -d "$library" | grep -E 'NEEDED.*(glfw|libGL|libOpenGL)'; then
+        echo "the ImGui component links a window system or OpenGL itself"
+        exit 1
+    fi
+    echo "built $work/imgui_consumer/consumer and $work/imgui-pkg-config-consumer"
     ;;
 add_subdirectory | fetchcontent)
     consume "$mode" "$work/$mode" -DGLFD_SOURCE_DIR="$src" -DGLFD_BUILD_TESTS=OFF -DGLFD_BUILD_CHOOSER=OFF

@@ -1,7 +1,7 @@
-#include "glimgui_host.h"
+// The chooser's window: GLFW and OpenGL 3 around the ImGui file dialog component.
+#include "window_shell.h"
 
-#include "glimgui_text.h"
-#include "glimgui_view.h"
+#include "glimgui_filedialog.h"
 
 #include <imgui.h>
 #include <imgui_impl_glfw.h>
@@ -11,31 +11,24 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
+#include <deque>
+#include <set>
 
 namespace
 {
 
-constexpr const char* FontPath = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 constexpr float FontPixels = 15.0F;
 constexpr float BuiltInFontPixels = 13.0F;
 constexpr int DefaultWidth = 860;
 constexpr int DefaultHeight = 560;
 
-// Latin, Latin Extended, Greek and Cyrillic, punctuation, arrows and the replacement character.
-constexpr ImWchar GlyphRanges[] = {
+// What the main font is loaded with up front; other glyphs come in when a name needs them.
+constexpr ImWchar BaseGlyphs[] = {
     0x0020, 0x024F, // Basic Latin, Latin-1, Latin Extended-A and -B
-    0x0300, 0x036F, // combining marks (decomposed accents in file names)
-    0x0370, 0x03FF, // Greek
-    0x0400, 0x052F, // Cyrillic and its supplement
-    0x1E00, 0x1FFF, // Latin Extended Additional, Greek Extended
     0x2000, 0x206F, // general punctuation
-    0x20A0, 0x20CF, // currency
-    0x2190, 0x21FF, // arrows
-    0xFFFD, 0xFFFD, // shown for bytes that are not UTF-8
+    0xFFFD, 0xFFFD, // the replacement character
     0,
 };
 
@@ -47,97 +40,89 @@ void RecordGlfwError(int /*Code*/, const char* Description)
     LastGlfwError = Description != nullptr ? Description : "unknown error";
 }
 
-// What the GLFW callbacks collect between frames; reached through the window's user pointer.
-struct HostInput
+// One keyboard or mouse-button event, kept until ImGui can see it: ImGui before 1.87 reads key
+// and button state once a frame, so a key's press and release, or two clicks, in the same frame
+// would be lost.
+struct InputEvent
 {
-    std::vector<GLImGuiInputEvent> Events;
+    enum class Type
+    {
+        Key,
+        Text,
+        Button,
+    };
+    Type What = Type::Key;
+    int Code = 0; // the key or the button
+    int ScanCode = 0;
+    int Action = 0;
+    int Mods = 0;
+    unsigned int CodePoint = 0;
+};
+
+// What the GLFW callbacks collect between frames; reached through the window's user pointer.
+struct ShellInput
+{
+    std::deque<InputEvent> Events;
     bool bActivity = true;
     bool bScaleChanged = false;
 };
 
-HostInput& InputOf(GLFWwindow* Window)
+ShellInput& InputOf(GLFWwindow* Window)
 {
-    return *static_cast<HostInput*>(glfwGetWindowUserPointer(Window));
+    return *static_cast<ShellInput*>(glfwGetWindowUserPointer(Window));
 }
 
-GLKey TranslateKey(int Key)
+void OnKey(GLFWwindow* Window, int Key, int ScanCode, int Action, int Mods)
 {
-    switch (Key)
-    {
-    case GLFW_KEY_UP:
-        return GLKey::Up;
-    case GLFW_KEY_DOWN:
-        return GLKey::Down;
-    case GLFW_KEY_LEFT:
-        return GLKey::Left;
-    case GLFW_KEY_RIGHT:
-        return GLKey::Right;
-    case GLFW_KEY_PAGE_UP:
-        return GLKey::PageUp;
-    case GLFW_KEY_PAGE_DOWN:
-        return GLKey::PageDown;
-    case GLFW_KEY_HOME:
-        return GLKey::Home;
-    case GLFW_KEY_END:
-        return GLKey::End;
-    case GLFW_KEY_ENTER:
-    case GLFW_KEY_KP_ENTER:
-        return GLKey::Enter;
-    case GLFW_KEY_ESCAPE:
-        return GLKey::Escape;
-    case GLFW_KEY_BACKSPACE:
-        return GLKey::Backspace;
-    case GLFW_KEY_DELETE:
-        return GLKey::Delete;
-    case GLFW_KEY_TAB:
-        return GLKey::Tab;
-    default:
-        return GLKey::None;
-    }
-}
-
-void OnKey(GLFWwindow* Window, int Key, int /*ScanCode*/, int Action, int Mods)
-{
-    HostInput& input = InputOf(Window);
+    ShellInput& input = InputOf(Window);
     input.bActivity = true;
-    const GLKey key = TranslateKey(Key);
-    if (Action == GLFW_RELEASE || key == GLKey::None)
-    {
-        return;
-    }
-    GLImGuiInputEvent event;
-    event.Key = key;
-    event.Mods.bShift = (Mods & GLFW_MOD_SHIFT) != 0;
-    event.Mods.bCtrl = (Mods & GLFW_MOD_CONTROL) != 0;
-    event.Mods.bAlt = (Mods & GLFW_MOD_ALT) != 0;
-    input.Events.push_back(std::move(event));
+    input.Events.push_back({InputEvent::Type::Key, Key, ScanCode, Action, Mods, 0U});
 }
 
 void OnChar(GLFWwindow* Window, unsigned int CodePoint)
 {
-    HostInput& input = InputOf(Window);
+    ShellInput& input = InputOf(Window);
     input.bActivity = true;
-    GLImGuiInputEvent event;
-    AppendUtf8(event.Text, CodePoint);
-    input.Events.push_back(std::move(event));
+    input.Events.push_back({InputEvent::Type::Text, 0, 0, 0, 0, CodePoint});
 }
 
-void OnMouseButton(GLFWwindow* Window, int /*Button*/, int /*Action*/, int /*Mods*/)
+void OnMouseButton(GLFWwindow* Window, int Button, int Action, int Mods)
+{
+    ShellInput& input = InputOf(Window);
+    input.bActivity = true;
+    input.Events.push_back({InputEvent::Type::Button, Button, 0, Action, Mods, 0U});
+}
+
+void OnScroll(GLFWwindow* Window, double X, double Y)
 {
     InputOf(Window).bActivity = true;
+    ImGui_ImplGlfw_ScrollCallback(Window, X, Y);
 }
 
-void OnScroll(GLFWwindow* Window, double /*X*/, double /*Y*/)
+void OnCursorPos(GLFWwindow* Window, double X, double Y)
 {
     InputOf(Window).bActivity = true;
+#if IMGUI_VERSION_NUM >= 18700
+    ImGui_ImplGlfw_CursorPosCallback(Window, X, Y);
+#else
+    (void)X;
+    (void)Y;
+#endif
 }
 
-void OnCursorPos(GLFWwindow* Window, double /*X*/, double /*Y*/)
+void OnFocus(GLFWwindow* Window, int Focused)
 {
     InputOf(Window).bActivity = true;
+    ImGui_ImplGlfw_WindowFocusCallback(Window, Focused);
 }
 
-void OnFramebufferSize(GLFWwindow* Window, int /*Width*/, int /*Height*/)
+void OnCursorEnter(GLFWwindow* Window, int Entered)
+{
+    InputOf(Window).bActivity = true;
+    ImGui_ImplGlfw_CursorEnterCallback(Window, Entered);
+}
+
+void OnActivity(GLFWwindow* Window, int /*Width*/, int /*Height*/)
 {
     InputOf(Window).bActivity = true;
 }
@@ -149,26 +134,50 @@ void OnRefresh(GLFWwindow* Window)
 
 void OnContentScale(GLFWwindow* Window, float /*X*/, float /*Y*/)
 {
-    HostInput& input = InputOf(Window);
+    ShellInput& input = InputOf(Window);
     input.bActivity = true;
     input.bScaleChanged = true;
 }
 
-bool IsReadable(const char* Path)
+// Hands ImGui the queued events, in order, up to the first one that would change a key or a button
+// a second time in this frame; the rest wait for the next frame. A click thus spans two frames,
+// so that ImGui sees the button up between two clicks.
+void DeliverInput(GLFWwindow* Window, ShellInput& Input)
 {
-    std::FILE* file = std::fopen(Path, "rb");
-    if (file == nullptr)
+    std::set<int> keys;
+    std::set<int> buttons;
+    while (!Input.Events.empty())
     {
-        return false;
+        const InputEvent event = Input.Events.front();
+        if (event.What == InputEvent::Type::Text)
+        {
+            ImGui_ImplGlfw_CharCallback(Window, event.CodePoint);
+        }
+        else if (event.What == InputEvent::Type::Button)
+        {
+            if (!buttons.insert(event.Code).second)
+            {
+                break;
+            }
+            ImGui_ImplGlfw_MouseButtonCallback(Window, event.Code, event.Action, event.Mods);
+        }
+        else if (event.Action != GLFW_REPEAT && !keys.insert(event.Code).second)
+        {
+            break;
+        }
+        else
+        {
+            ImGui_ImplGlfw_KeyCallback(Window, event.Code, event.ScanCode, event.Action, event.Mods);
+        }
+        Input.Events.pop_front();
     }
-    std::fclose(file);
-    return true;
+    Input.bActivity = Input.bActivity || !Input.Events.empty();
 }
 
 // Builds the font and the style for the monitor's content scale. Glyphs are rasterised at device
 // pixels and drawn at 1/ratio where the platform's framebuffer is denser than window units, so
 // text stays sharp either way.
-void ApplyScale(GLFWwindow* Window)
+void ApplyScale(GLFWwindow* Window, const std::string& FontFile, int FontFace)
 {
     float scaleX = 1.0F;
     float scaleY = 1.0F;
@@ -188,12 +197,13 @@ void ApplyScale(GLFWwindow* Window)
     ImGuiIO& io = ImGui::GetIO();
     io.Fonts->Clear();
     ImFont* font = nullptr;
-    if (IsReadable(FontPath))
+    if (!FontFile.empty())
     {
         ImFontConfig config;
         config.OversampleH = 2;
-        font = io.Fonts->AddFontFromFileTTF(FontPath, std::round(FontPixels * contentScale), &config,
-                                            GlyphRanges);
+        config.FontNo = FontFace;
+        font = io.Fonts->AddFontFromFileTTF(FontFile.c_str(), std::round(FontPixels * contentScale), &config,
+                                            BaseGlyphs);
     }
     if (font == nullptr)
     {
@@ -201,6 +211,7 @@ void ApplyScale(GLFWwindow* Window)
         config.SizePixels = std::round(BuiltInFontPixels * contentScale);
         io.Fonts->AddFontDefault(&config);
     }
+    io.Fonts->Build();
     io.FontGlobalScale = 1.0F / pixelRatio;
 
     ImGuiStyle style;
@@ -213,7 +224,7 @@ void ApplyScale(GLFWwindow* Window)
     style.ScrollbarSize = 16.0F;
     style.GrabMinSize = 24.0F;
     // Hovering only tints a row, so that it never reads as a second selection.
-    ImVec4 accent = style.Colors[ImGuiCol_Header];
+    const ImVec4 accent = style.Colors[ImGuiCol_Header];
     style.Colors[ImGuiCol_Header] = ImVec4(accent.x, accent.y, accent.z, 0.40F);
     style.Colors[ImGuiCol_HeaderHovered] = ImVec4(accent.x, accent.y, accent.z, 0.12F);
     style.Colors[ImGuiCol_HeaderActive] = ImVec4(accent.x, accent.y, accent.z, 0.25F);
@@ -222,21 +233,21 @@ void ApplyScale(GLFWwindow* Window)
 }
 
 // Owns the window, the GL context and the ImGui context; tears them down in order.
-class HostSession
+class Session
 {
 public:
-    HostSession() { PreviousErrorCallback = glfwSetErrorCallback(RecordGlfwError); }
-    ~HostSession()
+    Session() { PreviousErrorCallback = glfwSetErrorCallback(RecordGlfwError); }
+    ~Session()
     {
-        if (bImGuiRenderer)
+        if (bRenderer)
         {
             ImGui_ImplOpenGL3_Shutdown();
         }
-        if (bImGuiPlatform)
+        if (bPlatform)
         {
             ImGui_ImplGlfw_Shutdown();
         }
-        if (bImGuiContext)
+        if (bContext)
         {
             ImGui::DestroyContext();
         }
@@ -250,14 +261,18 @@ public:
         }
         glfwSetErrorCallback(PreviousErrorCallback);
     }
-    HostSession(const HostSession&) = delete;
-    HostSession& operator=(const HostSession&) = delete;
-    HostSession(HostSession&&) = delete;
-    HostSession& operator=(HostSession&&) = delete;
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    Session(Session&&) = delete;
+    Session& operator=(Session&&) = delete;
 
     // Opens the window and readies ImGui; on failure sets Error and returns false.
-    bool Open(const std::string& Title, HostInput& Input, std::string& Error)
+    bool Open(const std::string& Title, ShellInput& Input, std::string& Error)
     {
+        // The GL driver would otherwise keep compiled shaders in a cache in the home folder:
+        // the chooser writes nothing.
+        setenv("MESA_SHADER_CACHE_DISABLE", "true", 1);
+        setenv("MESA_GLSL_CACHE_DISABLE", "true", 1);
         LastGlfwError.clear();
         bGlfw = glfwInit() == GLFW_TRUE;
         if (!bGlfw)
@@ -278,33 +293,35 @@ public:
         }
         glfwMakeContextCurrent(Window);
         glfwSwapInterval(1);
-
         glfwSetWindowUserPointer(Window, &Input);
-        // Installed before ImGui's, which call these first-installed ones in turn.
         glfwSetKeyCallback(Window, OnKey);
         glfwSetCharCallback(Window, OnChar);
         glfwSetMouseButtonCallback(Window, OnMouseButton);
         glfwSetScrollCallback(Window, OnScroll);
         glfwSetCursorPosCallback(Window, OnCursorPos);
-        glfwSetFramebufferSizeCallback(Window, OnFramebufferSize);
+        glfwSetWindowFocusCallback(Window, OnFocus);
+        glfwSetCursorEnterCallback(Window, OnCursorEnter);
+        glfwSetFramebufferSizeCallback(Window, OnActivity);
         glfwSetWindowRefreshCallback(Window, OnRefresh);
         glfwSetWindowContentScaleCallback(Window, OnContentScale);
 
         IMGUI_CHECKVERSION();
         ImGui::CreateContext();
-        bImGuiContext = true;
+        bContext = true;
         ImGuiIO& io = ImGui::GetIO();
         // The dialog keeps no settings and writes no files.
         io.IniFilename = nullptr;
         io.LogFilename = nullptr;
-        bImGuiPlatform = ImGui_ImplGlfw_InitForOpenGL(Window, true);
-        bImGuiRenderer = bImGuiPlatform && ImGui_ImplOpenGL3_Init("#version 130");
-        if (!bImGuiRenderer)
+        // Desktops take two clicks within about half a second as a double-click; ImGui's 0.3 s
+        // is easily missed when a frame is slow (software rendering on a busy machine).
+        io.MouseDoubleClickTime = 0.5F;
+        bPlatform = ImGui_ImplGlfw_InitForOpenGL(Window, false);
+        bRenderer = bPlatform && ImGui_ImplOpenGL3_Init("#version 130");
+        if (!bRenderer)
         {
             Error = "OpenGL 3 is not available";
             return false;
         }
-        ApplyScale(Window);
         return true;
     }
 
@@ -313,9 +330,9 @@ public:
 private:
     GLFWerrorfun PreviousErrorCallback = nullptr;
     bool bGlfw = false;
-    bool bImGuiContext = false;
-    bool bImGuiPlatform = false;
-    bool bImGuiRenderer = false;
+    bool bContext = false;
+    bool bPlatform = false;
+    bool bRenderer = false;
 };
 
 bool DumpLayoutRequested()
@@ -324,34 +341,44 @@ bool DumpLayoutRequested()
     return value != nullptr && value[0] != '\0' && std::strcmp(value, "0") != 0;
 }
 
+// The font texture follows the atlas after a rebuild.
+void UploadFonts()
+{
+    ImGui_ImplOpenGL3_DestroyFontsTexture();
+    ImGui_ImplOpenGL3_CreateFontsTexture();
+}
+
 } // namespace
 
-GLHostResult RunImGuiHost(GLChildWindow& Host, std::string& Error)
+GLHostResult RunWindowChooser(const std::string& Path, const std::function<void(GLFileDialogPanel&)>& Connect,
+                              std::string& Error)
 {
-    if (Host.Content == nullptr)
-    {
-        Error = "there is nothing to show";
-        return GLHostResult::Unavailable;
-    }
-    HostInput input;
-    HostSession session;
-    std::string title = SanitizeUtf8(Host.EffectiveTitle());
+    GLImGuiFileDialog dialog(GLImGuiFileDialog::Presentation::FullViewport);
+    Connect(dialog.Panel);
+    ShellInput input;
+    Session session;
+    std::string title = dialog.Host.EffectiveTitle();
     if (!session.Open(title, input, Error))
     {
         return GLHostResult::Unavailable;
     }
     GLFWwindow* window = session.Window;
-    GLImGuiView view;
-    view.bDumpLayout = DumpLayoutRequested();
+    int fontFace = 0;
+    const std::string fontFile = GLImGuiFileDialog::DesktopFontFile(fontFace);
+    dialog.SetMainFontFile(fontFile);
+    ApplyScale(window, fontFile, fontFace);
+    dialog.bDumpLayout = DumpLayoutRequested();
 
     // Frames are drawn while input arrives and for a few frames after it (ImGui settles hover,
-    // scrolling and table sizes a frame late); an idle dialog sleeps in the event wait.
+    // scrolling and table sizes a frame late); an idle dialog sleeps in the event wait. While the
+    // panel waits on the file system it draws frames itself, through the same routine.
     constexpr int SettleFrames = 3;
     int busyFrames = 0;
-    std::vector<GLImGuiInputEvent> events;
-    while (true)
+    bool bClosed = false;
+    int waitDepth = 0;
+    const auto frame = [&](bool bMayWait)
     {
-        if (busyFrames > 0)
+        if (busyFrames > 0 || !bMayWait)
         {
             glfwPollEvents();
         }
@@ -362,7 +389,12 @@ GLHostResult RunImGuiHost(GLChildWindow& Host, std::string& Error)
         }
         if (glfwWindowShouldClose(window) == GLFW_TRUE)
         {
-            return GLHostResult::Closed;
+            bClosed = true;
+            if (waitDepth > 0)
+            {
+                dialog.Panel.AbandonWait();
+            }
+            return;
         }
         if (input.bActivity)
         {
@@ -372,24 +404,23 @@ GLHostResult RunImGuiHost(GLChildWindow& Host, std::string& Error)
         if (input.bScaleChanged)
         {
             input.bScaleChanged = false;
-            ApplyScale(window);
-            ImGui_ImplOpenGL3_DestroyFontsTexture();
-            ImGui_ImplOpenGL3_CreateFontsTexture();
+            ApplyScale(window, fontFile, fontFace);
+            UploadFonts();
         }
-        events.swap(input.Events);
+        if (dialog.AddMissingGlyphs(*ImGui::GetIO().Fonts))
+        {
+            UploadFonts();
+            busyFrames = SettleFrames;
+        }
+        DeliverInput(window, input);
 
         ImGui_ImplOpenGL3_NewFrame();
         ImGui_ImplGlfw_NewFrame();
         ImGui::NewFrame();
-        view.Frame(*Host.Content, events, glfwGetTime());
-        events.clear();
+        dialog.Draw("");
         ImGui::Render();
-        if (!Host.bVisible)
-        {
-            return GLHostResult::Finished;
-        }
 
-        std::string nextTitle = SanitizeUtf8(Host.EffectiveTitle());
+        std::string nextTitle = dialog.Host.EffectiveTitle();
         if (nextTitle != title)
         {
             title = std::move(nextTitle);
@@ -408,5 +439,28 @@ GLHostResult RunImGuiHost(GLChildWindow& Host, std::string& Error)
         {
             --busyFrames;
         }
+        dialog.ApplyInput();
+    };
+    dialog.SetWaitFrame(
+        [&]
+        {
+            if (bClosed)
+            {
+                return;
+            }
+            ++waitDepth;
+            frame(false);
+            --waitDepth;
+        });
+
+    dialog.Open(Path);
+    while (dialog.IsOpen() && dialog.Host.bVisible && !bClosed)
+    {
+        frame(true);
     }
+    if (bClosed)
+    {
+        return GLHostResult::Closed;
+    }
+    return GLHostResult::Finished;
 }

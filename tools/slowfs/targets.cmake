@@ -12,11 +12,14 @@ if(NOT GLFD_FUSE3_FOUND)
 endif()
 
 find_package(Threads REQUIRED)
-add_executable(glfd_slowfs ${PROJECT_SOURCE_DIR}/tools/slowfs/glfd_slowfs.cpp)
+add_executable(glfd_slowfs ${CMAKE_CURRENT_LIST_DIR}/glfd_slowfs.cpp)
 target_link_libraries(glfd_slowfs PRIVATE PkgConfig::GLFD_FUSE3 Threads::Threads glfd_warnings)
+# Clang 14 defaults to C++14, where the two would not compile.
+target_compile_features(glfd_slowfs PRIVATE cxx_std_17)
 
 add_library(glfd_slow_mount STATIC ${CMAKE_CURRENT_LIST_DIR}/slow_mount.cpp)
 target_include_directories(glfd_slow_mount PUBLIC ${CMAKE_CURRENT_LIST_DIR})
+target_compile_features(glfd_slow_mount PUBLIC cxx_std_17)
 target_compile_definitions(glfd_slow_mount PRIVATE GLFD_SLOWFS_PROGRAM="$<TARGET_FILE:glfd_slowfs>")
 target_link_libraries(glfd_slow_mount PRIVATE glfd_warnings)
 add_dependencies(glfd_slow_mount glfd_slowfs)
