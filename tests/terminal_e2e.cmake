@@ -10,13 +10,14 @@ if(TARGET glfd_terminal AND TARGET glfiledialog_app)
       set_tests_properties(glfd_terminal_e2e_${scenario} PROPERTIES LABELS "e2e;terminal" SKIP_RETURN_CODE 77 TIMEOUT 60)
     endforeach()
     # A folder on a mount that never answers (label "slowfs" too; skipped where FUSE cannot mount).
+    # Run alone: they time the answer to a key in half-second bounds.
     if(TARGET glfd_slowfs)
       foreach(scenario hung_escape hung_up hung_interrupt)
         add_test(NAME glfd_terminal_e2e_${scenario}
                  COMMAND ${GLFD_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/e2e/terminal_test.sh
                          $<TARGET_FILE:glfiledialog_app> ${scenario})
         set_tests_properties(glfd_terminal_e2e_${scenario} PROPERTIES LABELS "e2e;terminal;slowfs"
-          SKIP_RETURN_CODE 77 TIMEOUT 60 ENVIRONMENT "GLFD_SLOWFS=$<TARGET_FILE:glfd_slowfs>")
+          SKIP_RETURN_CODE 77 TIMEOUT 60 RUN_SERIAL TRUE ENVIRONMENT "GLFD_SLOWFS=$<TARGET_FILE:glfd_slowfs>")
       endforeach()
     endif()
   endif()

@@ -13,13 +13,14 @@ if(TARGET glfiledialog_app AND TARGET glfd_imgui)
       set_tests_properties(window_e2e.${scenario} PROPERTIES LABELS "e2e;window" SKIP_RETURN_CODE 77 TIMEOUT 60)
     endforeach()
     # A folder on a mount that never answers (label "slowfs" too; skipped where FUSE cannot mount).
+    # Run alone: they time the answer to a key in half-second bounds.
     if(TARGET glfd_slowfs)
       foreach(scenario hung_escape hung_up hung_close)
         add_test(NAME window_e2e.${scenario}
           COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/e2e/window_test.py
                   --program $<TARGET_FILE:glfiledialog_app> --artifacts ${CMAKE_BINARY_DIR}/e2e-artifacts
                   --slowfs $<TARGET_FILE:glfd_slowfs> ${scenario})
-        set_tests_properties(window_e2e.${scenario} PROPERTIES LABELS "e2e;window;slowfs" SKIP_RETURN_CODE 77
+        set_tests_properties(window_e2e.${scenario} PROPERTIES LABELS "e2e;window;slowfs" RUN_SERIAL TRUE SKIP_RETURN_CODE 77
           TIMEOUT 60)
       endforeach()
     endif()
