@@ -1,3 +1,4 @@
+// How a backend's event loop ended, for the programs that host the dialog.
 #pragma once
 
 // How a backend's event loop ended.

@@ -1,3 +1,4 @@
+// Parsing of the chooser's own command line, and its usage text.
 #include "chooser_options.h"
 
 namespace

@@ -1,3 +1,4 @@
+// The chooser's own command line: what it asks for, its parser and its usage text.
 #pragma once
 
 #include "glfiledialogpanel.h"

@@ -1,3 +1,4 @@
+// The chooser's zenity-compatible file-selection command line: its parser.
 #pragma once
 
 // zenity's command line for its file selection, read as zenity reads it, into the chooser's options.
