@@ -25,8 +25,10 @@ bool Valid(const std::vector<std::string>& Args)
     std::set<std::string> backends;
     int paths = 0;
     bool bOptionsEnded = false;
-    for (const std::string& arg : Args)
+    bool bSave = false;
+    for (std::size_t index = 0; index < Args.size(); ++index)
     {
+        const std::string& arg = Args[index];
         if (bOptionsEnded || arg.size() < 2 || arg[0] != '-')
         {
             ++paths;
@@ -34,6 +36,21 @@ bool Valid(const std::vector<std::string>& Args)
         else if (arg == "--")
         {
             bOptionsEnded = true;
+        }
+        else if (arg == "--filter")
+        {
+            // The value is the next argument, whatever it looks like.
+            if (++index == Args.size())
+            {
+                return false;
+            }
+        }
+        else if (arg.rfind("--filter=", 0) == 0 || arg == "--show-hidden")
+        {
+        }
+        else if (arg == "--save")
+        {
+            bSave = true;
         }
         else if (arg == "--open" || arg == "--multiple" || arg == "--folder")
         {
@@ -52,7 +69,8 @@ bool Valid(const std::vector<std::string>& Args)
             return false;
         }
     }
-    return true;
+    // Saving chooses one file.
+    return !bSave || modes.empty() || modes.count("--open") != 0;
 }
 
 // The options as a command line that asks for exactly them.
@@ -66,6 +84,19 @@ std::vector<std::string> Render(const ChooserOptions& Options)
     if (Options.bPrint0)
     {
         args.emplace_back("--print0");
+    }
+    if (Options.bSave)
+    {
+        args.emplace_back("--save");
+    }
+    if (Options.bShowHidden)
+    {
+        args.emplace_back("--show-hidden");
+    }
+    // Filter texts have their own unit tests; here only their number must survive.
+    for (std::size_t index = 0; index < Options.Filters.size(); ++index)
+    {
+        args.emplace_back("--filter=F:*");
     }
     if (Options.Backend != ChooserBackend::Auto)
     {
@@ -90,7 +121,8 @@ std::vector<std::string> Render(const ChooserOptions& Options)
 bool Same(const ChooserOptions& A, const ChooserOptions& B)
 {
     return A.Mode == B.Mode && A.bPrint0 == B.bPrint0 && A.bHelp == B.bHelp && A.bVersion == B.bVersion &&
-           A.Backend == B.Backend && A.Path == B.Path;
+           A.Backend == B.Backend && A.Path == B.Path && A.bSave == B.bSave &&
+           A.bShowHidden == B.bShowHidden && A.Filters.size() == B.Filters.size();
 }
 
 } // namespace
